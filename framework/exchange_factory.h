@@ -1,0 +1,44 @@
+// The factories the host calls: CExchangeFactory turns a procedure number into a new procedure
+// object configured from the procedure table; CExchangeParserFactory gives the parameter dialog a
+// procedure's row asks for. Both return objects owned by the caller. The main database is the
+// host's and is not owned. One thread at a time per factory.
+#pragma once
+
+#include <vector>
+
+#include "dialogs/parser_dialog.h"
+#include "framework/tarvo_import.h"
+
+class CExchangeFactory {
+ public:
+  explicit CExchangeFactory(CDatabase* database) : m_pDatabase(database) {}
+  virtual ~CExchangeFactory() = default;
+
+  // A new procedure (destroy it with Delete), or null for an unknown number or type. A database
+  // error while reading the procedure table is shown in a message box and gives null.
+  CTarvoImport* GetExchangeProcedure(long number);
+
+ private:
+  CDatabase* m_pDatabase;
+};
+
+class CExchangeParserFactory {
+ public:
+  virtual ~CExchangeParserFactory() = default;
+  // The dialog named by the procedure's StrParser (case-insensitive), or null when there is none
+  // or the procedure's source database cannot be opened.
+  CTarvoParserDialog* GetParser(CTarvoImport* procedure, CWnd* parent);
+};
+
+// The hard-coded procedures the factory knows, by number, in number order. `create` is null for
+// a procedure that this build does not provide yet.
+struct ProcedureEntry {
+  long number;
+  const char* className;
+  const char* description;  // Windows-1252 text, for the procedure table and the help
+  CTarvoImport* (*create)();
+};
+const std::vector<ProcedureEntry>& KnownProcedures();
+const ProcedureEntry* FindProcedure(long number);
+// The driver engine for the types "xmlexport" and "xmlimport" (null while not built).
+CTarvoImport* CreateDriverProcedure();

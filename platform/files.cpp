@@ -1,0 +1,97 @@
+#include "platform/files.h"
+
+#include <glob.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "platform/errors.h"
+#include "platform/stdio_file.h"
+
+namespace tarvo {
+
+CString SystemErrorText(int err) {
+  char buf[256];
+  const char* s = strerror_r(err, buf, sizeof buf);
+  return StrFormat("%s", Utf8ToCp1252(s).c_str());
+}
+
+CString GetSystemError() { return SystemErrorText(errno); }
+
+CString NativePath(const CString& path) {
+  CString p = path;
+  for (char& c : p)
+    if (c == '\\') c = '/';
+  return p;
+}
+
+CString JoinPath(const CString& dir, const CString& name) {
+  if (dir.empty()) return NativePath(name);
+  CString d = NativePath(dir);
+  CString n = NativePath(name);
+  if (d.back() == '/') d.pop_back();
+  if (!n.empty() && n.front() == '/') n.erase(0, 1);
+  return d + "/" + n;
+}
+
+bool FileExists(const CString& path) {
+  struct stat st{};
+  return ::stat(NativePath(path).c_str(), &st) == 0 && S_ISREG(st.st_mode);
+}
+
+bool DirectoryExists(const CString& path) {
+  struct stat st{};
+  return ::stat(NativePath(path).c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+CString GetCurrentDirectory() {
+  char buf[PATH_MAX];
+  return ::getcwd(buf, sizeof buf) ? CString(buf) : CString();
+}
+
+bool SetCurrentDirectory(const CString& path) { return ::chdir(NativePath(path).c_str()) == 0; }
+
+CString ReadFileBytes(const CString& path) {
+  CString native = NativePath(path);
+  std::FILE* f = std::fopen(native.c_str(), "rb");
+  if (!f) throw CFileException(path, "Impossibile aprire il file " + path + ": " + GetSystemError());
+  CString out;
+  char buf[65536];
+  size_t n;
+  while ((n = std::fread(buf, 1, sizeof buf, f)) > 0) out.append(buf, n);
+  bool failed = std::ferror(f);
+  std::fclose(f);
+  if (failed) throw CFileException(path, "Errore di lettura del file " + path);
+  return out;
+}
+
+void WriteFileBytes(const CString& path, const CString& bytes) {
+  CStdioFile f(NativePath(path), CStdioFile::Mode::kWrite);
+  f.Write(bytes.data(), bytes.size());
+}
+
+std::vector<CString> MatchFiles(const CString& pattern) {
+  std::vector<CString> out;
+  glob_t g{};
+  if (::glob(NativePath(pattern).c_str(), 0, nullptr, &g) == 0) {
+    for (size_t i = 0; i < g.gl_pathc; ++i) out.emplace_back(g.gl_pathv[i]);
+  }
+  ::globfree(&g);
+  return out;
+}
+
+}  // namespace tarvo
+
+void FindFile(CString& path) {
+  auto matches = tarvo::MatchFiles(path);
+  if (matches.empty()) return;
+  char full[PATH_MAX];
+  path = ::realpath(matches.front().c_str(), full) ? CString(full) : matches.front();
+}
+
+CString GetSystemError() { return tarvo::GetSystemError(); }

@@ -1,0 +1,37 @@
+// The host's settings as the procedures see them: application settings ("RootDirectory"),
+// the logged-in user's agent, company and branch, and the management system's configuration
+// keys ("precisione/prezzi", "precisione/totali"). The host fills them once before any run
+// (from its command line or configuration file); procedures only read. Thread-safe.
+#pragma once
+
+#include "platform/text.h"
+
+class CRegistryAdministrator {
+ public:
+  static CString GetApplicationSetting(const CString& name, const CString& defaultValue = CString());
+  static void SetApplicationSetting(const CString& name, const CString& value);
+};
+
+class CUserAdministrator {
+ public:
+  static long GetIDREFERENCE();    // the user's agent
+  static long GetIDSOCIETA();      // the user's company
+  static long GetIDSEDESOCIETA();  // the user's company branch
+  static void SetCurrentUser(long agentId, long companyId, long branchId);
+};
+
+class CConfigAdministrator {
+ public:
+  static CString GetKey(const CString& name, const CString& defaultValue = CString());
+  static long GetKeyLong(const CString& name, long defaultValue);
+  static void SetKey(const CString& name, const CString& value);
+  static void Clear();  // forgets every setting and key (tests)
+};
+
+class CDatabase;
+class CConnectionAdministrator {
+ public:
+  // Connects `database` from a configuration text (an ODBC connection string, or the path of a
+  // SQLite file). Returns false when the text is empty; throws CDBException on a driver error.
+  static bool ConnectDatabase(CDatabase& database, const CString& configuration);
+};

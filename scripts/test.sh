@@ -1,0 +1,23 @@
+#!/usr/bin/env bash
+# Builds and runs the whole test suite: once normally, once under AddressSanitizer and
+# UndefinedBehaviorSanitizer, each against SQLite and a PostgreSQL cluster started on loopback.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+"./scripts/bootstrap.sh"
+jobs=$(nproc)
+pgdir=$(mktemp -d /tmp/tarvo-pg.XXXXXX)
+port=$(( 20000 + RANDOM % 20000 ))
+trap 'scripts/pg-cluster.sh stop "$pgdir"' EXIT
+export TARVO_TEST_PG=$(scripts/pg-cluster.sh start "$pgdir" "$port")
+echo "test: PostgreSQL on 127.0.0.1:$port"
+
+run() {  # run BUILD_DIR [cmake options...]
+  local dir=$1; shift
+  cmake -S . -B "$dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTARVO_BUILD_BENCH=OFF "$@" >/dev/null
+  cmake --build "$dir" -j"$jobs"
+  (cd "$dir" && ctest --output-on-failure -j"$jobs" --timeout 300)
+}
+run build
+if [ "${TARVO_SKIP_SANITIZERS:-0}" != 1 ]; then
+  ASAN_OPTIONS=detect_leaks=0 UBSAN_OPTIONS=print_stacktrace=1 run build-asan -DTARVO_SANITIZE=ON
+fi

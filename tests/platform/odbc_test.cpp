@@ -1,0 +1,115 @@
+#include "platform/odbc.h"
+
+#include <gtest/gtest.h>
+
+#include "support/test_db.h"
+
+using namespace tarvo;
+using namespace tarvo::test;
+
+class OdbcTest : public DbTest {
+ protected:
+  void SetUp() override {
+    DbTest::SetUp();
+    if (IsSkipped() || HasFailure()) return;
+    db_ = &NewDatabase();
+    db_->Execute(
+        "CREATE TABLE T (ID INTEGER NOT NULL PRIMARY KEY, NOME VARCHAR(40), PREZZO DOUBLE PRECISION, "
+        "DATA TIMESTAMP)");
+  }
+  ScratchDatabase* db_ = nullptr;
+};
+
+TEST_P(OdbcTest, TypedValuesAndNullsRoundTripThroughParameters) {
+  CDatabase& db = db_->Db();
+  db.ExecuteSQL("INSERT INTO T (ID, NOME, PREZZO, DATA) VALUES (?, ?, ?, ?)",
+                {1LL, W("Caffè è più buono"), 12.5, CDBTimestamp{2026, 5, 31, 10, 20, 30}});
+  db.ExecuteSQL("INSERT INTO T (ID, NOME, PREZZO, DATA) VALUES (?, ?, ?, ?)",
+                {2LL, std::monostate{}, std::monostate{}, std::monostate{}});
+  CODBCRecordset rs(&db);
+  ASSERT_TRUE(rs.Open("SELECT ID, NOME, PREZZO, DATA FROM T ORDER BY ID"));
+  ASSERT_FALSE(rs.IsEOF());
+  EXPECT_EQ(rs["id"].AsLong(), 1);  // PostgreSQL reports names in lower case: lookups ignore case
+  EXPECT_EQ(rs["NOME"].AsString(), W("Caffè è più buono"));
+  EXPECT_TRUE(IsSqlTextType(rs["NOME"].GetSQLType()));
+  EXPECT_DOUBLE_EQ(rs["PREZZO"].AsDouble(), 12.5);
+  EXPECT_EQ(rs["DATA"].AsDate(), (CDBTimestamp{2026, 5, 31, 10, 20, 30}));
+  EXPECT_TRUE(IsSqlDateType(rs["DATA"].GetSQLType()));
+  rs.MoveNext();
+  ASSERT_FALSE(rs.IsEOF());
+  EXPECT_TRUE(rs["NOME"].IsNull());
+  EXPECT_TRUE(rs["PREZZO"].IsNull());
+  EXPECT_EQ(rs["NOME"].AsString(), "");
+  rs.MoveNext();
+  EXPECT_TRUE(rs.IsEOF());
+}
+
+TEST_P(OdbcTest, LongTextIsReadWhole) {
+  CDatabase& db = db_->Db();
+  db.ExecuteSQL("CREATE TABLE L (ID INTEGER, TESTO TEXT)");
+  CString big(10000, 'a');
+  big += W("ù");
+  db.ExecuteSQL("INSERT INTO L VALUES (?, ?)", {1LL, big});
+  CODBCRecordset rs(&db);
+  rs.Open("SELECT TESTO FROM L");
+  EXPECT_EQ(rs[0].AsString(), big);
+}
+
+TEST_P(OdbcTest, RollbackDiscardsAndCommitKeeps) {
+  CDatabase& db = db_->Db();
+  ASSERT_TRUE(db.BeginTrans());
+  db.ExecuteSQL("INSERT INTO T (ID) VALUES (1)");
+  ASSERT_TRUE(db.Rollback());
+  ASSERT_TRUE(db.BeginTrans());
+  db.ExecuteSQL("INSERT INTO T (ID) VALUES (2)");
+  ASSERT_TRUE(db.CommitTrans());
+  CODBCRecordset rs(&db);
+  rs.Open("SELECT COUNT(*) FROM T");
+  EXPECT_EQ(rs[0].AsLong(), 1);
+}
+
+TEST_P(OdbcTest, DriverErrorsCarrySqlStateAndText) {
+  CDatabase& db = db_->Db();
+  db.ExecuteSQL("INSERT INTO T (ID) VALUES (1)");
+  try {
+    db.ExecuteSQL("INSERT INTO T (ID) VALUES (1)");
+    FAIL() << "duplicate key accepted";
+  } catch (const CDBException& e) {
+    EXPECT_FALSE(e.m_strError.empty());
+    EXPECT_EQ(e.m_strSqlState.size(), 5u);
+  }
+  EXPECT_THROW(db.ExecuteSQL("SELECT * FROM NO_SUCH_TABLE"), CDBException);
+}
+
+TEST_P(OdbcTest, RecordsetReopensWithNewParameters) {
+  CDatabase& db = db_->Db();
+  for (long long i = 1; i <= 3; ++i) db.ExecuteSQL("INSERT INTO T (ID) VALUES (?)", {i});
+  CODBCRecordset rs(&db);
+  for (long long i = 1; i <= 3; ++i) {
+    rs.Open("SELECT ID FROM T WHERE ID = ?", {i});
+    ASSERT_FALSE(rs.IsEOF());
+    EXPECT_EQ(rs[0].AsInt64(), i);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Drivers, OdbcTest, testing::ValuesIn(AllDbKinds()), DbKindName);
+
+TEST(OdbcConnection, UnreachableServerThrowsWithTheDriversText) {
+  CDatabase db;
+  try {
+    db.OpenEx("DRIVER={PostgreSQL ANSI};Server=127.0.0.1;Port=1;Database=x;UID=x;PWD=x");
+    FAIL();
+  } catch (const CDBException& e) {
+    EXPECT_FALSE(e.m_strError.empty());
+  }
+  EXPECT_FALSE(db.IsOpen());
+}
+
+TEST(SqlScript, SplitsOnSemicolonsOutsideQuotesCommentsAndDollarBodies) {
+  auto parts = SplitSqlScript(
+      "-- a comment; with semicolon\nCREATE TABLE A (X INT);\nINSERT INTO A VALUES ('a;b''c');\n"
+      "CREATE FUNCTION F() RETURNS INT AS $$ BEGIN RETURN 1; END; $$ LANGUAGE plpgsql;;");
+  ASSERT_EQ(parts.size(), 3u);
+  EXPECT_EQ(parts[1], "INSERT INTO A VALUES ('a;b''c')");
+  EXPECT_NE(parts[2].find("RETURN 1; END;"), CString::npos);
+}

@@ -1,0 +1,37 @@
+#include "platform/text.h"
+
+#include <gtest/gtest.h>
+
+using namespace tarvo;
+
+TEST(Cp1252, AccentsAreOneByteEachAndRoundTripThroughUtf8) {
+  CString w = W("unità perché €");
+  EXPECT_EQ(w, CString("unit\xE0 perch\xE9 \x80"));
+  EXPECT_EQ(Cp1252ToUtf8(w), "unità perché €");
+}
+
+TEST(Cp1252, EveryByteSurvivesARoundTrip) {
+  CString all;
+  for (int b = 1; b < 256; ++b) all += static_cast<char>(b);
+  bool lossless = false;
+  EXPECT_EQ(Utf8ToCp1252(Cp1252ToUtf8(all), &lossless), all);
+  EXPECT_TRUE(lossless);
+}
+
+TEST(Cp1252, CharactersOutsideTheCodePageAndBrokenUtf8BecomeQuestionMarks) {
+  bool lossless = true;
+  EXPECT_EQ(Utf8ToCp1252("a\xE2\x82", &lossless), "a??");
+  EXPECT_FALSE(lossless);
+  EXPECT_EQ(Utf8ToCp1252("Ж"), "?");
+}
+
+TEST(TextHelpers, FormatGrowsBeyondItsSmallBuffer) {
+  CString longText(1000, 'x');
+  EXPECT_EQ(StrFormat("%s-%d", longText.c_str(), 7), longText + "-7");
+}
+
+TEST(TextHelpers, ReplaceAllDoesNotRescanReplacedText) {
+  CString s = "aaa";
+  EXPECT_EQ(ReplaceAll(s, "a", "aa"), 3);
+  EXPECT_EQ(s, "aaaaaa");
+}
