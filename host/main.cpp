@@ -1,14 +1,4 @@
-// tarvo-exchange: runs exchange procedures from a terminal or a script.
-#include <cstdio>
-#include <cstring>
+// tarvo-exchange: runs exchange procedures from a terminal, a cron job or a systemd timer.
+#include "host/cli.h"
 
-#include "build_info.h"
-
-int main(int argc, char** argv) {
-  if (argc > 1 && std::strcmp(argv[1], "--version") == 0) {
-    std::printf("%s %s\n", TARVO_PRODUCT_NAME, TARVO_PRODUCT_VERSION);
-    return 0;
-  }
-  std::fprintf(stderr, "usage: tarvo-exchange --version\n");
-  return 64;
-}
+int main(int argc, char** argv) { return HostMain(argc, argv); }

@@ -187,6 +187,21 @@ long CDatabase::ExecuteSQL(const CString& sql, const std::vector<CDBValue>& para
   return stmt.Execute(params);
 }
 
+namespace {
+// A trigger (CREATE TRIGGER ... BEGIN ... END) holds statements ended by ";" in its body: the
+// statement is complete only once its text ends with the word END.
+bool InsideTriggerBody(const CString& statement) {
+  CString up = ToUpper(Trim(statement));
+  if (!up.starts_with("CREATE")) return false;
+  size_t trigger = up.find(" TRIGGER ");
+  if (trigger == CString::npos || up.find("BEGIN", trigger) == CString::npos) return false;
+  bool ends_with_end = up.ends_with("END") &&
+                       (up.size() == 3 || !(std::isalnum(static_cast<unsigned char>(up[up.size() - 4])) ||
+                                            up[up.size() - 4] == '_'));
+  return !ends_with_end;
+}
+}  // namespace
+
 std::vector<CString> SplitSqlScript(const CString& script) {
   std::vector<CString> out;
   CString cur;
@@ -231,7 +246,7 @@ std::vector<CString> SplitSqlScript(const CString& script) {
         continue;
       }
     }
-    if (c == ';') {
+    if (c == ';' && !InsideTriggerBody(cur)) {
       flush();
       ++i;
       continue;

@@ -113,3 +113,12 @@ TEST(SqlScript, SplitsOnSemicolonsOutsideQuotesCommentsAndDollarBodies) {
   EXPECT_EQ(parts[1], "INSERT INTO A VALUES ('a;b''c')");
   EXPECT_NE(parts[2].find("RETURN 1; END;"), CString::npos);
 }
+
+TEST(SqlScript, KeepsTheBodyOfATriggerInOneStatement) {
+  auto parts = SplitSqlScript(
+      "CREATE TRIGGER T AFTER INSERT ON A\nBEGIN\n  UPDATE B SET N = N + 1;\n  DELETE FROM C;\nEND;\n"
+      "INSERT INTO A VALUES (1);");
+  ASSERT_EQ(parts.size(), 2u);
+  EXPECT_EQ(parts[0], "CREATE TRIGGER T AFTER INSERT ON A\nBEGIN\n  UPDATE B SET N = N + 1;\n  DELETE FROM C;\nEND");
+  EXPECT_EQ(parts[1], "INSERT INTO A VALUES (1)");
+}

@@ -1,0 +1,121 @@
+#include "host/cli.h"
+
+#include <CLI/CLI.hpp>
+
+
+#include "build_info.h"
+#include "framework/exchange_factory.h"
+#include "host/console.h"
+#include "host/init_command.h"
+#include "host/run_command.h"
+
+namespace {
+constexpr const char* kConfigEnv = "TARVO_EXCHANGE_CONFIG";
+
+std::string ProcedureHelp() {
+  std::string text = "Procedures by number (run NUMBER):\n";
+  bool missing = false;
+  for (const ProcedureEntry& e : KnownProcedures()) {
+    text += tarvo::StrFormat("  %5ld %c %s\n", e.number, e.create ? ' ' : '-',
+                             tarvo::Cp1252ToUtf8(e.description).c_str());
+    missing = missing || !e.create;
+  }
+  if (missing) text += "  (- : not available in this build)\n";
+  text += tarvo::StrFormat(
+      "  Driver procedures (types xmlexport/xmlimport) have their own numbers, from %ld in a\n"
+      "  database made by init; `tarvo-exchange list --db DB` shows a database's table.\n",
+      DriverProcedureNumber(0));
+  return text;
+}
+
+const char* kRunFooter =
+    "Exit codes: 0 the procedure succeeded (result 1), 1 it failed or was stopped (result 0),\n"
+    "2 it could not start (result -1), 3 no procedure for the number, 64 usage error.\n"
+    "Ctrl-C or SIGTERM asks the procedure to stop at its next unit of work.\n"
+    "--config FILE (default: $TARVO_EXCHANGE_CONFIG) is an INI file of the same settings, one\n"
+    "`name = value` per line (db = company.db, out-dir = /srv/out, param = \"DATA=2026\",\n"
+    "precisione/prezzi = 4, ...); options on the command line override it.\n";
+
+// A subcommand that reads its own INI file: CLI11 reads configuration files for the main
+// program only, so `run --config FILE` applies the file itself after the command line was
+// parsed. Values given on the command line win; an unknown name is an error.
+class ConfigurableCommand : public CLI::App {
+ public:
+  using CLI::App::App;
+  // Throws CLI::FileError or CLI::ConfigError.
+  void ApplyConfigFile(const std::string& file) {
+    std::vector<CLI::ConfigItem> items = get_config_formatter_base()->from_file(file);
+    _parse_config(items);
+    _process_callbacks();
+  }
+};
+
+void AddRunOptions(CLI::App& run, RunOptions& o) {
+  run.add_option("NUMBER", o.number, "procedure number")->required();
+  run.add_option("--db", o.db, "main database: an ODBC connection string or a SQLite file");
+  run.add_option("--src", o.src, "source database (SrcConfig); default --db");
+  run.add_option("--dest", o.dest, "destination database (DestConfig); default --db");
+  run.add_option("--in-dir", o.in_dir, "folder data is read from");
+  run.add_option("--out-dir", o.out_dir, "folder data is written to");
+  run.add_option("--http-server", o.http_server, "HTTP server");
+  run.add_option("--http-url", o.http_url, "HTTP URL on the server");
+  run.add_option("--http-user", o.http_user, "HTTP user");
+  run.add_option("--http-password", o.http_password, "HTTP password");
+  run.add_option("--ftp-server", o.ftp_server, "FTP server");
+  run.add_option("--ftp-user", o.ftp_user, "FTP user");
+  run.add_option("--ftp-password", o.ftp_password, "FTP password");
+  run.add_option("--ftp-folder", o.ftp_folder, "FTP folder");
+  run.add_option("--param", o.params, "filter parameter NAME=VALUE (repeatable)")
+      ->expected(1)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  run.add_option("--root-dir", o.root_dir, "root folder (driver files lie in its \"exchange\" folder)");
+  run.add_option("--agent-id", o.agent_id, "current user's agent");
+  run.add_option("--company-id", o.company_id, "current user's company");
+  run.add_option("--branch-id", o.branch_id, "current user's company branch");
+  run.add_option("--precisione/prezzi", o.precision_prices, "price precision (configuration key)");
+  run.add_option("--precisione/totali", o.precision_totals, "total precision (configuration key)");
+  run.add_option("--log-file", o.log_file, "log file, appended (Windows-1252, as the procedure writes it)");
+  run.add_flag("--batch", o.batch, "no questions: message boxes off, documented default answers");
+}
+}  // namespace
+
+int HostMain(int argc, char** argv) {
+  Console console(Console::ProcessStreams());
+
+  CLI::App app{"Runs the exchange procedures of " TARVO_PRODUCT_NAME ".", "tarvo-exchange"};
+  app.set_version_flag("--version", std::string(TARVO_PRODUCT_NAME) + " " + TARVO_PRODUCT_VERSION);
+  app.require_subcommand(1);
+  app.footer(ProcedureHelp());
+
+  InitOptions init_options;
+  CLI::App* init = app.add_subcommand("init", "create a SQLite company database with the procedure table");
+  init->add_option("--db", init_options.db, "SQLite file to create")->required();
+  init->add_flag("--demo", init_options.demo, "load the demo data");
+  init->add_option("--root-dir", init_options.root_dir, "write the sample driver files to DIR/exchange");
+  init->add_flag("--force", init_options.force, "replace an existing file");
+
+  std::string list_db;
+  CLI::App* list = app.add_subcommand("list", "show the procedure table: number, type, description");
+  list->add_option("--db", list_db, "database: an ODBC connection string or a SQLite file")->required();
+
+  RunOptions run_options;
+  auto run = std::make_shared<ConfigurableCommand>("run a procedure by number", "run");
+  app.add_subcommand(run);
+  AddRunOptions(*run, run_options);
+  std::string config_file;
+  run->add_option("--config", config_file, "INI file of run settings")->envname(kConfigEnv)->configurable(false);
+  run->allow_config_extras(CLI::config_extras_mode::error);
+  run->footer(std::string(kRunFooter) + "\n" + ProcedureHelp());
+
+  try {
+    app.parse(argc, argv);
+    if (*run && !config_file.empty()) run->ApplyConfigFile(config_file);
+  } catch (const CLI::ParseError& e) {
+    int code = app.exit(e);
+    return code == 0 ? 0 : kExitUsage;
+  }
+
+  if (*init) return InitCommand(init_options, console);
+  if (*list) return ListCommand(list_db, console);
+  return RunCommand(run_options, console);
+}

@@ -1,0 +1,59 @@
+// `tarvo-exchange run NUMBER`: creates the procedure with CExchangeFactory on the main database,
+// configures it from the options, shows its parameter dialog, runs it on a worker thread while
+// the host thread prints its lines, and maps its result to the exit code.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "framework/tarvo_import.h"
+#include "host/console.h"
+
+// Exit codes of the command; outside scripts depend on these numbers.
+enum ExitCode : int {
+  kExitDone = 0,         // the procedure's result was 1
+  kExitFailed = 1,       // result 0 (failed or stopped), or a refused command
+  kExitNotStarted = 2,   // result -1: could not start
+  kExitNoProcedure = 3,  // the factory gives no procedure for the number
+  kExitUsage = 64,       // bad command line
+};
+int ExitCodeForResult(int result);
+
+// True when `config` names a SQLite file (no "=" in it) that does not exist: opening it would
+// create an empty database.
+bool IsMissingSQLiteFile(const std::string& config);
+
+struct RunOptions {
+  long number = 0;
+  std::string db, src, dest;
+  std::string in_dir, out_dir;
+  std::string http_server, http_url, http_user, http_password;
+  std::string ftp_server, ftp_user, ftp_password, ftp_folder;
+  std::vector<std::string> params;  // NAME=VALUE
+  std::string root_dir;
+  std::optional<long> agent_id, company_id, branch_id;
+  std::optional<std::string> precision_prices, precision_totals;  // "precisione/prezzi", "precisione/totali"
+  std::string log_file;
+  bool batch = false;
+};
+
+// Checks what the command line parser cannot: a main database and NAME=VALUE parameters.
+// Returns the problem (UTF-8) or an empty text.
+std::string ValidateRunOptions(const RunOptions& options);
+
+// The settings the procedures read from the host: "RootDirectory", the current user and the
+// configuration keys. Unset options leave the settings as they are.
+void ApplyHostSettings(const RunOptions& options);
+
+// Hands folders, connections, servers, filter parameters and the batch mode to `procedure`.
+void ConfigureProcedure(CTarvoImport& procedure, const RunOptions& options);
+
+// Runs a configured procedure on a worker thread and prints its lines until it ends. Installs
+// the Ctrl-C/SIGTERM handling for the duration. Returns the procedure's result (1, 0, -1).
+// The window, stop event and log file must already be set on the procedure; the window is the
+// one the host thread pumps.
+int RunOnWorker(CTarvoImport& procedure, CWnd& window, CEvent& stop, Console& console);
+
+// The whole command. Returns the exit code.
+int RunCommand(const RunOptions& options, Console& console);
