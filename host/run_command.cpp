@@ -123,7 +123,6 @@ void ConfigureProcedure(CTarvoImport& p, const RunOptions& o) {
 }
 
 int RunOnWorker(CTarvoImport& procedure, CWnd& window, CEvent& stop, Console& console) {
-  StopSignals signals;
   int result = -1;
   std::thread worker;
   {
@@ -162,6 +161,8 @@ int RunCommand(const RunOptions& options, Console& console) {
     console.Error(problem);
     return kExitUsage;
   }
+  // From here on Ctrl-C only asks the procedure to stop, also once it has ended.
+  StopSignals signals;
   ApplyHostSettings(options);
   TerminalUI ui(console, options.batch);
   HostUIScope ui_scope(ui);

@@ -49,8 +49,9 @@ void ApplyHostSettings(const RunOptions& options);
 // Hands folders, connections, servers, filter parameters and the batch mode to `procedure`.
 void ConfigureProcedure(CTarvoImport& procedure, const RunOptions& options);
 
-// Runs a configured procedure on a worker thread and prints its lines until it ends. Installs
-// the Ctrl-C/SIGTERM handling for the duration. Returns the procedure's result (1, 0, -1).
+// Runs a configured procedure on a worker thread and prints its lines until it ends. Call it
+// inside a StopSignals scope: a signal (also one received before the call) sets `stop`, later
+// ones are answered with a note. Returns the procedure's result (1, 0, -1).
 // The window, stop event and log file must already be set on the procedure; the window is the
 // one the host thread pumps.
 int RunOnWorker(CTarvoImport& procedure, CWnd& window, CEvent& stop, Console& console);
