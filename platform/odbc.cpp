@@ -188,17 +188,13 @@ long CDatabase::ExecuteSQL(const CString& sql, const std::vector<CDBValue>& para
 }
 
 namespace {
-// A trigger (CREATE TRIGGER ... BEGIN ... END) holds statements ended by ";" in its body: the
-// statement is complete only once its text ends with the word END.
+// A SQLite trigger body holds statements of its own: the trigger ends at "END;".
 bool InsideTriggerBody(const CString& statement) {
-  CString up = ToUpper(Trim(statement));
-  if (!up.starts_with("CREATE")) return false;
-  size_t trigger = up.find(" TRIGGER ");
-  if (trigger == CString::npos || up.find("BEGIN", trigger) == CString::npos) return false;
-  bool ends_with_end = up.ends_with("END") &&
-                       (up.size() == 3 || !(std::isalnum(static_cast<unsigned char>(up[up.size() - 4])) ||
-                                            up[up.size() - 4] == '_'));
-  return !ends_with_end;
+  CString t = ToUpper(Trim(statement));
+  if (t.rfind("CREATE TRIGGER", 0) != 0 && t.rfind("CREATE TEMP TRIGGER", 0) != 0) return false;
+  if (t.find("BEGIN") == CString::npos) return false;
+  return !(t.size() >= 3 && t.compare(t.size() - 3, 3, "END") == 0 &&
+           (t.size() == 3 || !std::isalnum(static_cast<unsigned char>(t[t.size() - 4]))));
 }
 }  // namespace
 
