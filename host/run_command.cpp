@@ -1,6 +1,7 @@
 #include "host/run_command.h"
 
 #include <chrono>
+#include <filesystem>
 #include <memory>
 #include <thread>
 
@@ -67,6 +68,17 @@ void DrainWindow(CWnd& window, Console& console) {
 CString Cp1252(const std::string& utf8) { return tarvo::Utf8ToCp1252(utf8); }
 }  // namespace
 
+std::string AbsolutePath(const std::string& path) {
+  if (path.empty()) return path;
+  std::error_code ec;
+  std::filesystem::path absolute = std::filesystem::absolute(path, ec);
+  return ec ? path : absolute.lexically_normal().string();
+}
+
+std::string AbsoluteConfig(const std::string& config) {
+  return config.find('=') == std::string::npos ? AbsolutePath(config) : config;
+}
+
 bool IsMissingSQLiteFile(const std::string& config) {
   return config.find('=') == std::string::npos && !tarvo::FileExists(config);
 }
@@ -93,7 +105,7 @@ std::string ValidateRunOptions(const RunOptions& options) {
 }
 
 void ApplyHostSettings(const RunOptions& o) {
-  if (!o.root_dir.empty()) CRegistryAdministrator::SetApplicationSetting("RootDirectory", o.root_dir);
+  if (!o.root_dir.empty()) CRegistryAdministrator::SetApplicationSetting("RootDirectory", AbsolutePath(o.root_dir));
   if (o.agent_id || o.company_id || o.branch_id)
     CUserAdministrator::SetCurrentUser(o.agent_id.value_or(CUserAdministrator::GetIDREFERENCE()),
                                        o.company_id.value_or(CUserAdministrator::GetIDSOCIETA()),
@@ -103,10 +115,10 @@ void ApplyHostSettings(const RunOptions& o) {
 }
 
 void ConfigureProcedure(CTarvoImport& p, const RunOptions& o) {
-  p.SetSrcConfig(o.src.empty() ? o.db : o.src);
-  p.SetDestConfig(o.dest.empty() ? o.db : o.dest);
-  p.SetInDir(o.in_dir);
-  p.SetOutDir(o.out_dir);
+  p.SetSrcConfig(AbsoluteConfig(o.src.empty() ? o.db : o.src));
+  p.SetDestConfig(AbsoluteConfig(o.dest.empty() ? o.db : o.dest));
+  p.SetInDir(AbsolutePath(o.in_dir));
+  p.SetOutDir(AbsolutePath(o.out_dir));
   p.SetHttpServer(o.http_server);
   p.SetHttpURL(o.http_url);
   p.SetHttpUID(o.http_user);

@@ -46,7 +46,13 @@ std::string ValidateRunOptions(const RunOptions& options);
 // configuration keys. Unset options leave the settings as they are.
 void ApplyHostSettings(const RunOptions& options);
 
-// Hands folders, connections, servers, filter parameters and the batch mode to `procedure`.
+// Paths made absolute against the current folder, since a driver run may change it; a
+// configuration that is an ODBC connection string (it holds "=") stays as it is.
+std::string AbsolutePath(const std::string& path);
+std::string AbsoluteConfig(const std::string& config);
+
+// Hands folders, connections, servers, filter parameters and the batch mode to `procedure`;
+// relative database files and folders become absolute.
 void ConfigureProcedure(CTarvoImport& procedure, const RunOptions& options);
 
 // Runs a configured procedure on a worker thread and prints its lines until it ends. Call it

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdio>
+#include <filesystem>
 #include <functional>
 #include <thread>
 
@@ -350,12 +351,13 @@ TEST(RunSettings, OptionsReachTheProcedureAndTheHostSettings) {
   RunOptions o;
   o.db = "company.db";
   o.dest = "DSN=web";
+  o.in_dir = "./in";
   o.out_dir = "/srv/out";
   o.http_user = "agente";
   o.ftp_folder = "foto";
   o.params = {"DATA=2026-01-01", "descr=più bella", "vuoto="};
   o.batch = true;
-  o.root_dir = "/opt/tarvo";
+  o.root_dir = "/opt/tarvo/";
   o.agent_id = 7;
   o.precision_prices = "4";
   CUserAdministrator::SetCurrentUser(1, 2, 3);
@@ -363,8 +365,11 @@ TEST(RunSettings, OptionsReachTheProcedureAndTheHostSettings) {
   ScriptedProcedure p([](ScriptedProcedure&) { return 1; });
   ConfigureProcedure(p, o);
 
-  EXPECT_EQ(p.GetSrcConfig(), "company.db");  // defaults to --db
+  // A driver may change the current folder: relative files and folders are made absolute.
+  std::string here = std::filesystem::current_path().string();
+  EXPECT_EQ(p.GetSrcConfig(), here + "/company.db");  // defaults to --db
   EXPECT_EQ(p.GetDestConfig(), "DSN=web");
+  EXPECT_EQ(p.GetInDir(), here + "/in");
   EXPECT_EQ(p.GetOutDir(), "/srv/out");
   EXPECT_EQ(p.GetHttpUID(), "agente");
   EXPECT_EQ(p.GetFtpFolder(), "foto");
@@ -376,7 +381,7 @@ TEST(RunSettings, OptionsReachTheProcedureAndTheHostSettings) {
   EXPECT_EQ(value, W("più bella"));
   EXPECT_TRUE(p.GetFilterParam("vuoto", value));
   EXPECT_EQ(value, "");
-  EXPECT_EQ(CRegistryAdministrator::GetApplicationSetting("RootDirectory"), "/opt/tarvo");
+  EXPECT_EQ(CRegistryAdministrator::GetApplicationSetting("RootDirectory"), "/opt/tarvo/");
   EXPECT_EQ(CUserAdministrator::GetIDREFERENCE(), 7);
   EXPECT_EQ(CUserAdministrator::GetIDSOCIETA(), 2);  // not given: unchanged
   EXPECT_EQ(CConfigAdministrator::GetKey("precisione/prezzi"), "4");
