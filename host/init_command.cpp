@@ -1,5 +1,6 @@
 #include "host/init_command.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <regex>
 #include <sstream>
@@ -22,12 +23,15 @@ std::string BaseName(std::string_view path) {
   return std::string(slash == std::string_view::npos ? path : path.substr(slash + 1));
 }
 
-std::string FirstLine(const std::string& text) {
-  std::istringstream in(text);
-  std::string line;
-  while (std::getline(in, line))
-    if (!tarvo::Trim(line).empty()) return tarvo::Trim(line);
-  return {};
+// The first sentence of a comment, on one line: up to ". " or ": ", blanks collapsed.
+std::string FirstSentence(const std::string& text) {
+  std::string flat;
+  std::istringstream words(text);
+  for (std::string w; words >> w;) flat += (flat.empty() ? "" : " ") + w;
+  size_t end = std::min(flat.find(". "), flat.find(": "));
+  if (end != std::string::npos) flat.resize(end);
+  if (!flat.empty() && (flat.back() == '.' || flat.back() == ':')) flat.pop_back();
+  return flat;
 }
 
 // A schema script as the database layer takes it (our text is Windows-1252).
@@ -76,7 +80,7 @@ DriverRow DescribeDriver(std::string_view file_name, std::string_view text) {
   if (std::regex_search(s, m, root_description))
     description = m[1];
   else if (std::regex_search(s, m, comment))
-    description = FirstLine(m[1].str());
+    description = FirstSentence(m[1].str());
   if (description.empty()) description = std::string(file_name);
   // Driver files are UTF-8 unless they say otherwise; the table holds our Windows-1252 text.
   bool lossless = true;

@@ -18,7 +18,8 @@ struct InitOptions {
 // The procedure table row of a sample driver file: its type ("xmlexport" or "xmlimport") and
 // description (Windows-1252), read from the driver text. The type is "xmlimport" when a step
 // imports ("action" "import") and "xmlexport" otherwise; the description is the root element's
-// "descrizione" attribute, else the first comment, else the file name.
+// "descrizione" attribute, else the first sentence of the first comment, else the file name;
+// at most 100 characters.
 struct DriverRow {
   CString tipo;
   CString descrizione;

@@ -57,10 +57,12 @@ INSTANTIATE_TEST_SUITE_P(
                    "  <table action=\"export\" format=\"xml\" name=\"ARTICOLO\"/>\n</driver>\n",
                    "xmlexport", "Esportazione articoli per il sito"},
         DriverCase{"ordini.xml",
-                   "<?xml version=\"1.0\"?>\n<!--\n  Importazione ordini dal sito: scarica e importa.\n"
-                   "  Seconda riga.\n-->\n<driver>\n  <httpdownload/>\n"
+                   "<?xml version=\"1.0\"?>\n<!--\n  Importazione ordini\n  dal sito: scarica e importa.\n"
+                   "  Seconda frase.\n-->\n<driver>\n  <httpdownload/>\n"
                    "  <table action='import' format=\"xml\" name=\"DOCUMENTO\"/>\n</driver>\n",
-                   "xmlimport", "Importazione ordini dal sito: scarica e importa."},
+                   "xmlimport", "Importazione ordini dal sito"},
+        DriverCase{"catalogo.xml", "<!-- Catalogo completo. Altro testo --><driver/>", "xmlexport",
+                   "Catalogo completo"},
         DriverCase{"query.xml", "<driver><query action=\"export\" tablename=\"X\"><sql>SELECT 1</sql></query></driver>",
                    "xmlexport", "query.xml"},
         DriverCase{"giacenze.xml", "<driver descrizione=\"Quantità disponibili\"><table action=\"import\"/></driver>",
