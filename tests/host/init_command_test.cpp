@@ -68,9 +68,4 @@ INSTANTIATE_TEST_SUITE_P(
         DriverCase{"giacenze.xml", "<driver descrizione=\"Quantità disponibili\"><table action=\"import\"/></driver>",
                    "xmlimport", "Quantità disponibili"}));
 
-TEST(Init, SampleDriversAreNumberedAfterTheBuiltInProcedures) {
-  EXPECT_EQ(DriverProcedureNumber(0), 2001);
-  EXPECT_EQ(DriverProcedureNumber(3), 2004);
-}
-
 }  // namespace

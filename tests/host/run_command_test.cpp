@@ -194,12 +194,6 @@ TEST(RunOutput, AProcedureThatThrowsCountsAsNotStarted) {
   EXPECT_TRUE(Contains(c.Err(), "guasto"));
 }
 
-TEST(RunResult, ResultsMapToTheDocumentedExitCodes) {
-  EXPECT_EQ(ExitCodeForResult(1), 0);
-  EXPECT_EQ(ExitCodeForResult(0), 1);
-  EXPECT_EQ(ExitCodeForResult(-1), 2);
-}
-
 // --- questions, message boxes and parameter dialogs -------------------------------------------
 
 TEST(HostQuestions, BatchModeTakesTheDefaultAndSaysSo) {
@@ -386,17 +380,6 @@ TEST(RunSettings, OptionsReachTheProcedureAndTheHostSettings) {
   EXPECT_EQ(CUserAdministrator::GetIDSOCIETA(), 2);  // not given: unchanged
   EXPECT_EQ(CConfigAdministrator::GetKey("precisione/prezzi"), "4");
   CConfigAdministrator::Clear();
-}
-
-TEST(RunSettings, ADatabaseAndWellFormedParametersAreRequired) {
-  RunOptions o;
-  EXPECT_NE(ValidateRunOptions(o), "");
-  o.db = "company.db";
-  EXPECT_EQ(ValidateRunOptions(o), "");
-  o.params = {"=x"};
-  EXPECT_NE(ValidateRunOptions(o), "");
-  o.params = {"solo"};
-  EXPECT_NE(ValidateRunOptions(o), "");
 }
 
 }  // namespace
