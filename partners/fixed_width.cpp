@@ -71,7 +71,7 @@ long TextToLong(const CString& text) {
   return negative ? -value : value;
 }
 
-CString FormatNumber(const char* pattern, double value) {
+CString FormatWithPattern(const char* pattern, double value) {
   locale_t previous = uselocale(CLocale());
   char buffer[512];
   int n = std::snprintf(buffer, sizeof buffer, pattern, value);
@@ -112,7 +112,7 @@ CString FormatField(const CFieldSpec& f, const CString& value) {
     case EFieldFormat::kText:
       return FitText(value, f.width, f.align);
     case EFieldFormat::kDecimal: {
-      CString text = FormatNumber(DecimalPattern(f.width, f.precision, f.sign).c_str(), TextToDouble(value));
+      CString text = FormatWithPattern(DecimalPattern(f.width, f.precision, f.sign).c_str(), TextToDouble(value));
       for (char& c : text)
         if (c == '.') c = f.decimal;
       return text;

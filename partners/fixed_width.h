@@ -59,8 +59,8 @@ CString FormatRecord(const CRecordLayout& layout, const std::vector<CString>& va
 // The text field rule on its own: cut to `width`, then padded with blanks.
 CString FitText(const CString& value, int width, EAlign align = EAlign::kLeft);
 
-// printf of one number with the C locale's point, e.g. FormatNumber("%+018.5f", 12.5).
-CString FormatNumber(const char* pattern, double value);
+// printf of one number with the C locale's point, e.g. FormatWithPattern("%+018.5f", 12.5).
+CString FormatWithPattern(const char* pattern, double value);
 // The patterns the partner files use, built from width and precision:
 // DecimalPattern(18, 5, true) = "%+018.5f", DecimalPattern(4, 2, false) = "%04.2f",
 // IntegerPattern(7) = "%07d".
