@@ -187,6 +187,19 @@ long CDatabase::ExecuteSQL(const CString& sql, const std::vector<CDBValue>& para
   return stmt.Execute(params);
 }
 
+namespace {
+// A SQLite trigger ("CREATE TRIGGER ... BEGIN stmt; stmt; END") ends at the ";" after its END.
+bool InsideTriggerBody(const CString& statement) {
+  CString upper = ToUpper(Trim(statement));
+  if (upper.rfind("CREATE", 0) != 0) return false;
+  size_t trigger = upper.find("TRIGGER");
+  size_t begin = upper.find("BEGIN");
+  if (trigger == CString::npos || begin == CString::npos || begin < trigger) return false;
+  return !(upper.size() >= begin + 8 && upper.ends_with("END") &&
+           !std::isalnum(static_cast<unsigned char>(upper[upper.size() - 4])) && upper[upper.size() - 4] != '_');
+}
+}  // namespace
+
 std::vector<CString> SplitSqlScript(const CString& script) {
   std::vector<CString> out;
   CString cur;
@@ -231,7 +244,7 @@ std::vector<CString> SplitSqlScript(const CString& script) {
         continue;
       }
     }
-    if (c == ';') {
+    if (c == ';' && !InsideTriggerBody(cur)) {
       flush();
       ++i;
       continue;

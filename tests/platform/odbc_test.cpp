@@ -113,3 +113,12 @@ TEST(SqlScript, SplitsOnSemicolonsOutsideQuotesCommentsAndDollarBodies) {
   EXPECT_EQ(parts[1], "INSERT INTO A VALUES ('a;b''c')");
   EXPECT_NE(parts[2].find("RETURN 1; END;"), CString::npos);
 }
+
+TEST(SqlScript, SqliteTriggerBodyEndsAtItsEnd) {
+  auto parts = SplitSqlScript(
+      "CREATE TRIGGER T AFTER INSERT ON A\nBEGIN\n  UPDATE B SET N = N + 1;\n  DELETE FROM C;\nEND;\n"
+      "CREATE TRIGGER P AFTER INSERT ON A FOR EACH ROW EXECUTE FUNCTION F();\nSELECT 1;");
+  ASSERT_EQ(parts.size(), 3u);
+  EXPECT_TRUE(parts[0].ends_with("DELETE FROM C;\nEND"));
+  EXPECT_EQ(parts[2], "SELECT 1");
+}
