@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <locale.h>
 
+#include <type_traits>
+
 #include "platform/errors.h"
 #include "platform/files.h"
 
@@ -51,25 +53,19 @@ size_t SkipBlanksAndSign(const CString& text, bool* negative) {
 
 }  // namespace
 
-double TextToDouble(const CString& text) {
+// The leading number of a text as atof/atol read it; 0 when there is none.
+template <class T>
+T LeadingNumber(const CString& text) {
   bool negative = false, digits = false;
   size_t start = SkipBlanksAndSign(text, &negative);
-  size_t len = NumericPrefix(text, start, true, &digits);
-  if (!digits) return 0.0;
-  double value = 0.0;
-  std::from_chars(text.data() + start, text.data() + start + len, value);
+  size_t len = NumericPrefix(text, start, std::is_floating_point_v<T>, &digits);
+  T value = 0;
+  if (digits) std::from_chars(text.data() + start, text.data() + start + len, value);
   return negative ? -value : value;
 }
 
-long TextToLong(const CString& text) {
-  bool negative = false, digits = false;
-  size_t start = SkipBlanksAndSign(text, &negative);
-  size_t len = NumericPrefix(text, start, false, &digits);
-  if (!digits) return 0;
-  long value = 0;
-  std::from_chars(text.data() + start, text.data() + start + len, value);
-  return negative ? -value : value;
-}
+double TextToDouble(const CString& text) { return LeadingNumber<double>(text); }
+long TextToLong(const CString& text) { return LeadingNumber<long>(text); }
 
 CString FormatWithPattern(const char* pattern, double value) {
   locale_t previous = uselocale(CLocale());

@@ -294,6 +294,16 @@ TEST_P(ArticleExchange, UnreachableSourceWritesNothing) {
   EXPECT_EQ(window_.FinishedCount(), 1);
 }
 
+TEST_P(ArticleExchange, UnreachableDestinationClosesTheSourceAndWritesNothing) {
+  auto p = Make();
+  p->SetDestConfig("DRIVER={No Such Driver};DATABASE=x");
+  EXPECT_EQ(p->Run(), 0);
+  window_.WaitFinished();
+  EXPECT_EQ(window_.Result(), 0);
+  EXPECT_TRUE(window_.HasLine("Database sorgente chiuso."));
+  EXPECT_FALSE(window_.HasLine("Fine esportazione articoli."));
+}
+
 INSTANTIATE_TEST_SUITE_P(Routes, ArticleExchange,
                          testing::Values(Route{DbKind::kSQLite, DbKind::kSQLite},
                                          Route{DbKind::kSQLite, DbKind::kPostgreSQL},

@@ -148,42 +148,36 @@ TEST_P(SolvarArticleExport, WithoutAnOutputFolderTheFilesLandInTheCurrentFolder)
 TEST_P(SolvarArticleExport, LogsEveryStepRowAndTheSummary) {
   source_->Execute("INSERT INTO GRUPPO (ID, DESCRIZIONE) VALUES ('NA', 'Nazionale')");
   source_->Execute("INSERT INTO ARTICOLO (ID, DESCRIZIONE) VALUES ('A1', 'Uno')");
-  TempDir dir;
-  RecordingWindow window;
-  CTarvoExportSolvarArticoli p;
-  p.SetParentWnd(&window);
-  p.SetSrcConfig(source_->Config());
-  p.SetOutDir(dir.Path());
-  ASSERT_EQ(p.Run(), 1);
-  window.WaitFinished();
+  ASSERT_EQ(Run(out_.Path()), 1);
+  const std::string dir = out_.Path();
   std::vector<std::string> expected = {
       "Database sorgente aperto.",
       "Inizio esportazione dati",
       " - Scrittura file Categorie ...",
       " - Scrittura file Categorie terminata con successo.",
-      " - (" + dir.Path() + "\\settori.txt)",
+      " - (" + dir + "\\settori.txt)",
       " - Scrittura file Famiglie ...",
       " - Scrittura file Famiglie terminata con successo.",
-      " - (" + dir.Path() + "\\famiglie.txt)",
+      " - (" + dir + "\\famiglie.txt)",
       " - Scrittura file Gruppi ...",
       " -- Esportazione gruppo NA Nazionale",
       " - Scrittura file Gruppi terminata con successo.",
-      " - (" + dir.Path() + "\\gruppi.txt)",
+      " - (" + dir + "\\gruppi.txt)",
       " - Scrittura file Aliquote ...",
       " - Scrittura file Aliquote terminata con successo.",
-      " - (" + dir.Path() + "\\aliquiva.txt)",
+      " - (" + dir + "\\aliquiva.txt)",
       " - Scrittura file Articoli in corso ...",
       " -- Esportazione articolo A1",
       " - Scrittura file Articoli terminata con successo",
-      " - (" + dir.Path() + "\\articoli.txt)",
+      " - (" + dir + "\\articoli.txt)",
       " - Scrittura file Albero ...",
       " - Scrittura file Albero terminata con successo.",
-      " - (" + dir.Path() + "\\albero.txt)",
+      " - (" + dir + "\\albero.txt)",
       "Importazione dati terminata con successo: 00h:00m:0?s.",
       "Operazione completata.",
       "Database sorgente chiuso.",
   };
-  std::vector<std::string> texts = window.Texts();
+  std::vector<std::string> texts = window_.Texts();
   ASSERT_EQ(texts.size(), expected.size());
   for (size_t i = 0; i < texts.size(); ++i) {
     if (expected[i].find('?') != std::string::npos)
