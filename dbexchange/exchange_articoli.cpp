@@ -93,8 +93,8 @@ int CTarvoExchangeArticoli::Run() {
         {{0, 26}, {articoli.source->FindField("FOTO"), 1}}, true, RowLine("Controllo articolo %s - %s.", 0, 3)}},
   };
 
-  m_pInDatabase->BeginTrans();
   try {
+    m_pInDatabase->BeginTrans();
     for (const Step& step : steps) {
       Log(kSeparator, TMS_NONE);
       if (step.startLine) Log("Inizio " + word + step.startLine, TMS_NONE);

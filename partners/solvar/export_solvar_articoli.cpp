@@ -153,8 +153,13 @@ int CTarvoExportSolvarArticoli::Run() {
     NotifyFinished(0);
     return -1;
   }
-  m_pOutDatabase->BeginTrans();
   int result = 1;
+  try {
+    m_pOutDatabase->BeginTrans();
+  } catch (const CDBException& e) {
+    // The transaction only frames the reads; without it they still run.
+    Log("- Errore database: " + e.m_strError, TMS_NONE);
+  }
   const std::time_t start = std::time(nullptr);
   Log("Inizio esportazione dati", TMS_NONE);
 
