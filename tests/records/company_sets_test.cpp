@@ -27,6 +27,14 @@ const std::vector<SetKind>& AllSets() {
   return kinds;
 }
 
+std::vector<SetKind> TableSets() {
+  std::vector<SetKind> tables;
+  for (const SetKind& kind : AllSets()) {
+    if (kind.make(nullptr)->CanUpdate()) tables.push_back(kind);
+  }
+  return tables;
+}
+
 using Param = std::tuple<DbKind, SetKind>;
 
 std::string ParamName(const testing::TestParamInfo<Param>& info) {
@@ -70,9 +78,10 @@ class CompanySetTest : public testing::TestWithParam<Param> {
   std::unique_ptr<CRecordSetBase> set_;
 };
 
-TEST_P(CompanySetTest, RowRoundTripsThroughAddNullEditAndDelete) {
+class CompanyTableTest : public CompanySetTest {};
+
+TEST_P(CompanyTableTest, RowRoundTripsThroughAddNullEditAndDelete) {
   CRecordSetBase& set = *set_;
-  if (!set.CanUpdate()) GTEST_SKIP() << "a view";
   set.Open();
   ASSERT_TRUE(set.IsEOF()) << "fresh tables are empty";
   set.AddNew();
@@ -121,5 +130,7 @@ TEST_P(CompanySetTest, ReadsTheDemoData) {
   EXPECT_GT(rows, 0);
 }
 
+INSTANTIATE_TEST_SUITE_P(Tables, CompanyTableTest,
+                         testing::Combine(testing::ValuesIn(AllDbKinds()), testing::ValuesIn(TableSets())), ParamName);
 INSTANTIATE_TEST_SUITE_P(Classes, CompanySetTest,
                          testing::Combine(testing::ValuesIn(AllDbKinds()), testing::ValuesIn(AllSets())), ParamName);
