@@ -7,7 +7,7 @@
 class CArticoloSet : public CRecordSetBase {
  public:
   explicit CArticoloSet(CDatabase* db)
-      : CRecordSetBase(db, "ARTICOLO", "ID") {}
+      : CRecordSetBase(db, "ARTICOLO", "ID", "CONFEZIONE, F_ATTIVO") {}
 
   CString& m_ID = Text("ID");
   CString& m_CODICE_BARRE = Text("CODICE_BARRE");

@@ -7,7 +7,7 @@
 class CAziendaSet : public CRecordSetBase {
  public:
   explicit CAziendaSet(CDatabase* db)
-      : CRecordSetBase(db, "AZIENDA", "ID") {}
+      : CRecordSetBase(db, "AZIENDA", "ID", "F_FORNITORE, F_CLIENTE") {}
 
   long& m_ID = Long("ID");
   CString& m_RAGIONESOCIALE = Text("RAGIONESOCIALE");

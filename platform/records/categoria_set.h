@@ -7,7 +7,7 @@
 class CCategoriaSet : public CRecordSetBase {
  public:
   explicit CCategoriaSet(CDatabase* db)
-      : CRecordSetBase(db, "CATEGORIA", "ID") {}
+      : CRecordSetBase(db, "CATEGORIA", "ID", "F_PUBBLICA") {}
 
   CString& m_ID = Text("ID");
   CString& m_DESCRIZIONE = Text("DESCRIZIONE");

@@ -7,7 +7,7 @@
 class CCCUserSet : public CRecordSetBase {
  public:
   explicit CCCUserSet(CDatabase* db)
-      : CRecordSetBase(db, "CC_USER", "ID") {}
+      : CRecordSetBase(db, "CC_USER", "ID", "USERNAME") {}
 
   long& m_ID = Long("ID");
   CString& m_USERNAME = Text("USERNAME");

@@ -7,7 +7,7 @@
 class CDocumentoSet : public CRecordSetBase {
  public:
   explicit CDocumentoSet(CDatabase* db)
-      : CRecordSetBase(db, "DOCUMENTO", "ID") {}
+      : CRecordSetBase(db, "DOCUMENTO", "ID", "ID_CAUSALE, SERIE, NUMERO, ANNO, F_MODIFICATO, F_STAMPATO") {}
 
   long& m_ID = Long("ID");
   long& m_ID_CAUSALE = Long("ID_CAUSALE");

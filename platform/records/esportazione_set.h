@@ -7,7 +7,7 @@
 
 class CEsportazioneSet : public CRecordSetBase {
  public:
-  explicit CEsportazioneSet(CDatabase* db) : CRecordSetBase(db, "ESPORTAZIONE", "NUMERO") {}
+  explicit CEsportazioneSet(CDatabase* db) : CRecordSetBase(db, "ESPORTAZIONE", "NUMERO", "TIPO") {}
 
   long& m_NUMERO = Long("NUMERO");
   CString& m_DESCRIZIONE = Text("DESCRIZIONE");

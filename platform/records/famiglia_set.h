@@ -7,7 +7,7 @@
 class CFamigliaSet : public CRecordSetBase {
  public:
   explicit CFamigliaSet(CDatabase* db)
-      : CRecordSetBase(db, "FAMIGLIA", "ID") {}
+      : CRecordSetBase(db, "FAMIGLIA", "ID", "F_PUBBLICA") {}
 
   CString& m_ID = Text("ID");
   CString& m_DESCRIZIONE = Text("DESCRIZIONE");

@@ -7,7 +7,7 @@
 class CProvinciaSet : public CRecordSetBase {
  public:
   explicit CProvinciaSet(CDatabase* db)
-      : CRecordSetBase(db, "PROVINCIA", "ID") {}
+      : CRecordSetBase(db, "PROVINCIA", "ID", "SIGLA") {}
 
   long& m_ID = Long("ID");
   CString& m_SIGLA = Text("SIGLA");

@@ -7,7 +7,7 @@
 class CRecapitoSet : public CRecordSetBase {
  public:
   explicit CRecapitoSet(CDatabase* db)
-      : CRecordSetBase(db, "RECAPITO", "ID") {}
+      : CRecordSetBase(db, "RECAPITO", "ID", "IDSEDE, IDTIPORECAPITO") {}
 
   long& m_ID = Long("ID");
   long& m_IDSEDE = Long("IDSEDE");

@@ -94,19 +94,25 @@ CString ValueText(const CDBValue& v) {
 
 }  // namespace
 
-CRecordSetBase::CRecordSetBase(CDatabase* db, const char* table, const char* keyColumns)
-    : db_(db), table_(table), read_only_(keyColumns == nullptr || *keyColumns == 0),
-      rs_(std::make_unique<CODBCRecordset>(db)) {
-  CString keys = keyColumns ? keyColumns : "";
+namespace {
+std::vector<CString> SplitNames(const char* list) {
+  std::vector<CString> names;
+  CString text = list ? list : "";
   size_t start = 0;
-  while (start <= keys.size() && !keys.empty()) {
-    size_t comma = keys.find(',', start);
-    CString name = tarvo::Trim(keys.substr(start, comma == CString::npos ? CString::npos : comma - start));
-    if (!name.empty()) key_names_.push_back(name);
-    if (comma == CString::npos) break;
+  while (start < text.size()) {
+    size_t comma = text.find(',', start);
+    if (comma == CString::npos) comma = text.size();
+    CString name = tarvo::Trim(text.substr(start, comma - start));
+    if (!name.empty()) names.push_back(name);
     start = comma + 1;
   }
+  return names;
 }
+}  // namespace
+
+CRecordSetBase::CRecordSetBase(CDatabase* db, const char* table, const char* keyColumns, const char* notNullColumns)
+    : db_(db), table_(table), key_names_(SplitNames(keyColumns)), not_null_names_(SplitNames(notNullColumns)),
+      read_only_(key_names_.empty()), rs_(std::make_unique<CODBCRecordset>(db)) {}
 
 CRecordSetBase::~CRecordSetBase() { Close(); }
 
@@ -377,6 +383,22 @@ void CRecordSetBase::SetFieldNull(int index, bool null) {
 }
 
 const CString& CRecordSetBase::GetFieldName(int index) const { return fields_.at(static_cast<size_t>(index))->name; }
+
+CRecordSetBase::EColumn CRecordSetBase::GetFieldColumnType(int index) const {
+  return fields_.at(static_cast<size_t>(index))->column;
+}
+
+bool CRecordSetBase::IsKeyField(int index) const {
+  return std::any_of(key_names_.begin(), key_names_.end(),
+                     [&](const CString& k) { return tarvo::EqualsNoCase(k, GetFieldName(index)); });
+}
+
+bool CRecordSetBase::IsFieldNullable(int index) const {
+  const CString& name = GetFieldName(index);
+  auto same = [&](const CString& n) { return tarvo::EqualsNoCase(n, name); };
+  return std::none_of(key_names_.begin(), key_names_.end(), same) &&
+         std::none_of(not_null_names_.begin(), not_null_names_.end(), same);
+}
 
 int CRecordSetBase::FindField(const CString& name) const {
   for (size_t i = 0; i < fields_.size(); ++i) {

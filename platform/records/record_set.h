@@ -34,6 +34,8 @@
 class CRecordSetBase {
  public:
   static constexpr long kPseudoNullLong = 0x4a4d4120;
+  // The column type in the database, which decides how a member's value is sent.
+  enum class EColumn { kInteger, kReal, kText, kDate };
 
   virtual ~CRecordSetBase();
   CRecordSetBase(const CRecordSetBase&) = delete;
@@ -69,6 +71,9 @@ class CRecordSetBase {
   // Generic access in binding order, for procedures that copy "the first n columns".
   int GetFieldCount() const { return static_cast<int>(fields_.size()); }
   const CString& GetFieldName(int index) const;
+  EColumn GetFieldColumnType(int index) const;
+  bool IsKeyField(int index) const;
+  bool IsFieldNullable(int index) const;  // false for the key and the NOT NULL columns
   int FindField(const CString& name) const;  // case-insensitive; -1 when absent
   // The member's value as it is now (monostate when NULL). Number members give their text.
   CDBValue GetFieldValue(int index) const;
@@ -82,11 +87,10 @@ class CRecordSetBase {
 
  protected:
   // `keyColumns`: the primary key, comma-separated ("ID", "ID_ARTICOLO, ID_DEPOSITO, ANNO");
-  // empty for a view, which is then read-only.
-  CRecordSetBase(CDatabase* db, const char* table, const char* keyColumns);
+  // empty for a view, which is then read-only. `notNullColumns`: the other columns the table
+  // declares NOT NULL, comma-separated.
+  CRecordSetBase(CDatabase* db, const char* table, const char* keyColumns, const char* notNullColumns = "");
 
-  // The column type in the database, which decides how a member's value is sent.
-  enum class EColumn { kInteger, kReal, kText, kDate };
   long& Long(const char* column);                                        // INTEGER column
   CString& Text(const char* column, EColumn type = EColumn::kText);     // text (or other) column
   CString& Number(const char* column) { return Text(column, EColumn::kReal); }  // decimal as text
@@ -110,6 +114,7 @@ class CRecordSetBase {
   CString table_;
   std::vector<int> key_;  // indices of the key columns
   std::vector<CString> key_names_;
+  std::vector<CString> not_null_names_;
   bool read_only_;
   std::vector<std::unique_ptr<Field>> fields_;
   std::unique_ptr<CODBCRecordset> rs_;

@@ -7,7 +7,7 @@
 class CScadenzarioSet : public CRecordSetBase {
  public:
   explicit CScadenzarioSet(CDatabase* db)
-      : CRecordSetBase(db, "SCADENZARIO", "ID") {}
+      : CRecordSetBase(db, "SCADENZARIO", "ID", "DESCRIZIONE, F_PROVVIGIONE, F_SALDATO") {}
 
   long& m_ID = Long("ID");
   CString& m_DESCRIZIONE = Text("DESCRIZIONE");

@@ -7,7 +7,7 @@
 class CSedeSet : public CRecordSetBase {
  public:
   explicit CSedeSet(CDatabase* db)
-      : CRecordSetBase(db, "SEDE", "ID") {}
+      : CRecordSetBase(db, "SEDE", "ID", "IDAZIENDA, F_SEDE_PRINCIPALE") {}
 
   long& m_ID = Long("ID");
   long& m_IDAZIENDA = Long("IDAZIENDA");

@@ -7,7 +7,7 @@
 class CSedeSocietaSet : public CRecordSetBase {
  public:
   explicit CSedeSocietaSet(CDatabase* db)
-      : CRecordSetBase(db, "SEDE_SOCIETA", "ID") {}
+      : CRecordSetBase(db, "SEDE_SOCIETA", "ID", "IDSOCIETA, F_SEDE_LEGALE, F_DEPOSITO") {}
 
   long& m_ID = Long("ID");
   long& m_IDSOCIETA = Long("IDSOCIETA");

@@ -7,7 +7,7 @@
 class CSocietaSet : public CRecordSetBase {
  public:
   explicit CSocietaSet(CDatabase* db)
-      : CRecordSetBase(db, "SOCIETA", "ID") {}
+      : CRecordSetBase(db, "SOCIETA", "ID", "RAGIONESOCIALE") {}
 
   long& m_ID = Long("ID");
   CString& m_RAGIONESOCIALE = Text("RAGIONESOCIALE");

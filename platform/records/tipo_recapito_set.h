@@ -7,7 +7,7 @@
 class CTipoRecapitoSet : public CRecordSetBase {
  public:
   explicit CTipoRecapitoSet(CDatabase* db)
-      : CRecordSetBase(db, "TIPO_RECAPITO", "ID") {}
+      : CRecordSetBase(db, "TIPO_RECAPITO", "ID", "NOMETIPORECAPITO") {}
 
   long& m_ID = Long("ID");
   CString& m_NOMETIPORECAPITO = Text("NOMETIPORECAPITO");

@@ -7,7 +7,7 @@
 class CVociDocumentoSet : public CRecordSetBase {
  public:
   explicit CVociDocumentoSet(CDatabase* db)
-      : CRecordSetBase(db, "VOCI_DOCUMENTO", "ID") {}
+      : CRecordSetBase(db, "VOCI_DOCUMENTO", "ID", "ID_DOCUMENTO, TIPO, F_MODIFICATO") {}
 
   long& m_ID = Long("ID");
   long& m_ID_DOCUMENTO = Long("ID_DOCUMENTO");

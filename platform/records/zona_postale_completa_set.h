@@ -7,7 +7,7 @@
 class CZonaPostaleCompletaSet : public CRecordSetBase {
  public:
   explicit CZonaPostaleCompletaSet(CDatabase* db)
-      : CRecordSetBase(db, "ZONA_POSTALE", "ID") {}
+      : CRecordSetBase(db, "ZONA_POSTALE", "ID", "CAP, NOMEZONAPOSTALE") {}
 
   CString& m_ID = Text("ID", EColumn::kInteger);
   CString& m_CAP = Text("CAP");

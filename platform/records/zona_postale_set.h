@@ -7,7 +7,7 @@
 class CZonaPostaleSet : public CRecordSetBase {
  public:
   explicit CZonaPostaleSet(CDatabase* db)
-      : CRecordSetBase(db, "ZONA_POSTALE", "ID") {}
+      : CRecordSetBase(db, "ZONA_POSTALE", "ID", "CAP, NOMEZONAPOSTALE") {}
 
   long& m_ID = Long("ID");
   CString& m_CAP = Text("CAP");
