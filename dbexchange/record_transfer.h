@@ -3,6 +3,7 @@
 // written, by key, into a record set of the same class on the in database; insert when the key
 // is missing, overwrite column by column when it exists; never delete, never compare values.
 //
+// The partner imports use the same key lookup (AddOrEdit, DoubleQuotes) and column access.
 // These are helpers over CRecordSetBase and CTarvoImport; they own nothing and keep no state.
 // Use them from the procedure's worker thread. Database failures propagate as CDBException (the
 // procedure's own handler logs them and rolls back); the functions themselves catch nothing.

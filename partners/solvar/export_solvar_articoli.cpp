@@ -2,6 +2,7 @@
 
 #include <ctime>
 
+#include "dbexchange/record_transfer.h"
 #include "partners/solvar/solvar_files.h"
 #include "platform/records/articolo_set.h"
 #include "platform/records/categoria_set.h"
@@ -37,12 +38,7 @@ std::vector<CString> ColumnTexts(const CRecordSetBase& records, const std::vecto
   for (const char* column : columns) {
     int index = records.FindField(column);
     if (index < 0) throw tarvo::CException(tarvo::ErrorKind::kInternal, StrFormat("Colonna %s assente", column));
-    CDBValue v = records.GetFieldValue(index);
-    if (const CString* s = std::get_if<CString>(&v)) values.push_back(*s);
-    else if (const long long* n = std::get_if<long long>(&v)) values.push_back(StrFormat("%lld", *n));
-    else if (const double* d = std::get_if<double>(&v)) values.push_back(tarvo::FormatNumber(*d));
-    else if (const CDBTimestamp* t = std::get_if<CDBTimestamp>(&v)) values.push_back(t->ToString());
-    else values.emplace_back();
+    values.push_back(tarvo::exchange::FieldText(records, index));
   }
   return values;
 }
