@@ -65,7 +65,7 @@ TEST_P(RecordSetTest, UntouchedColumnsOfANewRowKeepTheDatabaseDefaults) {
   set.Open();
   ASSERT_FALSE(set.IsEOF());
   EXPECT_EQ(set.m_F_ATTIVO, 1);
-  EXPECT_EQ(set.m_CONFEZIONE, 1);
+  EXPECT_EQ(set.m_CONFEZIONE, "1");  // an integer column bound as text
   EXPECT_EQ(set.m_PREZZO, "12.5");
   EXPECT_TRUE(set.IsFieldNull(&set.m_COSTO));
   EXPECT_TRUE(set.IsFieldNull(&set.m_DATA_INSERIMENTO));
@@ -156,7 +156,7 @@ TEST_P(RecordSetTest, GenericAccessCopiesColumnsInBindingOrder) {
   src.m_ID = "G1";
   src.m_DESCRIZIONE = "Vite";
   src.m_PREZZO = "0.1";
-  src.m_CONFEZIONE = 12;
+  src.m_CONFEZIONE = "12";
   src.Update();
   src.m_strFilter = "ID = 'G1'";
   src.Open();
@@ -171,7 +171,7 @@ TEST_P(RecordSetTest, GenericAccessCopiesColumnsInBindingOrder) {
   ASSERT_FALSE(dst.IsEOF());
   EXPECT_EQ(dst.m_DESCRIZIONE, "Vite");
   EXPECT_EQ(dst.m_PREZZO, "0.1");
-  EXPECT_EQ(dst.m_CONFEZIONE, 12);
+  EXPECT_EQ(dst.m_CONFEZIONE, "12");
   EXPECT_TRUE(dst.IsFieldNull(&dst.m_NOTE));
   EXPECT_EQ(dst.GetFieldName(11), "PREZZO");
 }
