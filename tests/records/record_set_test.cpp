@@ -9,28 +9,13 @@
 #include "platform/records/movimento_articolo_deposito_set.h"
 #include "platform/records/sede_completa_set.h"
 #include "platform/records/zona_postale_completa_set.h"
+#include "company_db_test.h"
 #include "support/test_db.h"
 
 using namespace tarvo;
 using namespace tarvo::test;
 
-class RecordSetTest : public DbTest {
- protected:
-  void SetUp() override {
-    DbTest::SetUp();
-    if (IsSkipped() || HasFailure()) return;
-    scratch_ = &NewDatabase();
-    scratch_->LoadSchema("company.sql");
-    db_ = &scratch_->Db();
-  }
-  long Count(const CString& sql) {
-    CODBCRecordset rs(db_);
-    rs.Open(sql);
-    return rs.Field(0).AsLong();
-  }
-  ScratchDatabase* scratch_ = nullptr;
-  CDatabase* db_ = nullptr;
-};
+class RecordSetTest : public CompanyDbTest {};
 
 TEST_P(RecordSetTest, AddedRowIsReadBackWithFilterAndSort) {
   CCategoriaSet set(db_);
@@ -77,7 +62,7 @@ TEST_P(RecordSetTest, AssigningZeroAfterAddNewIsWritten) {
   set.m_ID = "A0";
   set.m_F_ATTIVO = 0;
   set.Update();
-  EXPECT_EQ(Count("SELECT F_ATTIVO FROM ARTICOLO WHERE ID = 'A0'"), 0);
+  EXPECT_EQ(Scalar("SELECT F_ATTIVO FROM ARTICOLO WHERE ID = 'A0'"), 0);
 }
 
 TEST_P(RecordSetTest, EditWritesOnlyChangedColumnsAndFindsTheRowByItsOldKey) {
@@ -145,9 +130,9 @@ TEST_P(RecordSetTest, CompositeKeyRowIsUpdatedAndDeleted) {
   set.Edit();
   set.m_GIACENZA = "7.25";
   set.Update();
-  EXPECT_EQ(Count("SELECT COUNT(*) FROM MOVIMENTO_ARTICOLO_DEPOSITO WHERE GIACENZA = 7.25"), 1);
+  EXPECT_EQ(Scalar("SELECT COUNT(*) FROM MOVIMENTO_ARTICOLO_DEPOSITO WHERE GIACENZA = 7.25"), 1);
   set.Delete();
-  EXPECT_EQ(Count("SELECT COUNT(*) FROM MOVIMENTO_ARTICOLO_DEPOSITO"), 1);
+  EXPECT_EQ(Scalar("SELECT COUNT(*) FROM MOVIMENTO_ARTICOLO_DEPOSITO"), 1);
 }
 
 TEST_P(RecordSetTest, GenericAccessCopiesColumnsInBindingOrder) {
@@ -187,7 +172,7 @@ TEST_P(RecordSetTest, TextMemberOfAnIntegerColumnTravelsAsANumber) {
   zone.Open();
   ASSERT_FALSE(zone.IsEOF());
   EXPECT_EQ(zone.m_ID, "4711");
-  EXPECT_EQ(Count("SELECT ID FROM ZONA_POSTALE WHERE CAP = '20100'"), 4711);
+  EXPECT_EQ(Scalar("SELECT ID FROM ZONA_POSTALE WHERE CAP = '20100'"), 4711);
 }
 
 // ---- Error paths -----------------------------------------------------------------------------
@@ -204,7 +189,7 @@ TEST_P(RecordSetTest, NumberMemberHoldingTextIsRejectedNamingTheColumn) {
     EXPECT_EQ(e.Kind(), ErrorKind::kInput);
     EXPECT_EQ(e.GetErrorMessage(), W("ARTICOLO.PREZZO: 'dieci' non è un numero"));
   }
-  EXPECT_EQ(Count("SELECT COUNT(*) FROM ARTICOLO"), 0);
+  EXPECT_EQ(Scalar("SELECT COUNT(*) FROM ARTICOLO"), 0);
 }
 
 TEST_P(RecordSetTest, MisuseIsAnInternalError) {
