@@ -79,11 +79,13 @@ void BM_LoadSchemaAndDemo(benchmark::State& state) {
 }
 BENCHMARK(BM_LoadSchemaAndDemo)->UseRealTime()->Unit(benchmark::kMillisecond);
 
-void BM_GenerateSqlite(benchmark::State& state) {
+// Generation of a database of state.range(0) articles into a fresh `Scratch` per run.
+template <class Scratch, class... Args>
+void Generate(benchmark::State& state, Args... args) {
   GeneratorCounts counts;
   for (auto _ : state) {
     state.PauseTiming();
-    auto scratch = std::make_unique<ScratchSqlite>("gen");
+    auto scratch = std::make_unique<Scratch>(args...);
     state.ResumeTiming();
     counts = GenerateCompanyDatabase(scratch->db, GeneratorSize::ForArticles(state.range(0)));
     state.PauseTiming();
@@ -92,6 +94,8 @@ void BM_GenerateSqlite(benchmark::State& state) {
   }
   Per10k(state, static_cast<double>(counts.Total()));
 }
+
+void BM_GenerateSqlite(benchmark::State& state) { Generate<ScratchSqlite>(state, "gen"); }
 BENCHMARK(BM_GenerateSqlite)->Arg(10000)->Arg(100000)->Iterations(1)->UseRealTime()->Unit(benchmark::kMillisecond);
 
 void BM_GeneratePostgres(benchmark::State& state) {
@@ -101,17 +105,7 @@ void BM_GeneratePostgres(benchmark::State& state) {
     }
     return;
   }
-  GeneratorCounts counts;
-  for (auto _ : state) {
-    state.PauseTiming();
-    auto scratch = std::make_unique<ScratchPostgres>();
-    state.ResumeTiming();
-    counts = GenerateCompanyDatabase(scratch->db, GeneratorSize::ForArticles(state.range(0)));
-    state.PauseTiming();
-    scratch.reset();
-    state.ResumeTiming();
-  }
-  Per10k(state, static_cast<double>(counts.Total()));
+  Generate<ScratchPostgres>(state);
 }
 BENCHMARK(BM_GeneratePostgres)->Arg(10000)->Iterations(1)->UseRealTime()->Unit(benchmark::kMillisecond);
 
