@@ -5,6 +5,7 @@
 
 #include "platform/records/articolo_set.h"
 #include "platform/records/categoria_set.h"
+#include "platform/records/gruppo_set.h"
 #include "platform/records/iva_set.h"
 #include "platform/records/movimento_articolo_deposito_set.h"
 #include "platform/records/sede_completa_set.h"
@@ -173,6 +174,29 @@ TEST_P(RecordSetTest, TextMemberOfAnIntegerColumnTravelsAsANumber) {
   ASSERT_FALSE(zone.IsEOF());
   EXPECT_EQ(zone.m_ID, "4711");
   EXPECT_EQ(Scalar("SELECT ID FROM ZONA_POSTALE WHERE CAP = '20100'"), 4711);
+}
+
+TEST_P(RecordSetTest, WritesJoinTheDatabaseTransactionWhileACursorIsOpen) {
+  db_->ExecuteSQL("INSERT INTO GRUPPO (ID, DESCRIZIONE) VALUES ('G1', 'Uno')");
+  db_->ExecuteSQL("INSERT INTO GRUPPO (ID, DESCRIZIONE) VALUES ('G2', 'Due')");
+  CGruppoSet source(db_), target(db_);
+  source.m_strSort = "ID";
+  source.Open();
+  db_->BeginTrans();
+  target.AddNew();
+  target.m_ID = "G3";
+  target.Update();
+  db_->Rollback();
+  EXPECT_EQ(Scalar("SELECT COUNT(*) FROM GRUPPO"), 2);
+  db_->BeginTrans();
+  for (; !source.IsEOF(); source.MoveNext()) {
+    target.AddNew();
+    target.m_ID = source.m_ID + "X";
+    target.m_DESCRIZIONE = source.m_DESCRIZIONE;
+    target.Update();
+  }
+  db_->CommitTrans();
+  EXPECT_EQ(Scalar("SELECT COUNT(*) FROM GRUPPO WHERE ID LIKE '%X'"), 2);
 }
 
 // ---- Error paths -----------------------------------------------------------------------------
