@@ -271,7 +271,7 @@ GeneratorCounts GenerateCompanyDatabase(CDatabase& db, const GeneratorSize& size
       "IMPORTO, IMPORTO_IVA, CODICE_IVA, ALIQUOTA_IVA) VALUES (?, ?, 'A', ?, ?, ?, ?, ?, ?, ?, ?, ?)");
   const int lines = std::max(1, size.linesPerOrder);
   std::vector<std::vector<CDBValue>> pending;
-  for (long o = 0; o < size.orders && size.customers > 0; ++o) {
+  for (long o = 0; o < size.orders && size.customers > 0 && size.articles > 0; ++o) {
     const long id = nextOrder++, number = nextNumber++;
     const long c = random(0, size.customers - 1);
     Decimal taxable, tax;
