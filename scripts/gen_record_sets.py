@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
-"""Writes platform/records/<table>_set.h, one record class per table and view of the company
-database, from schema/sqlite/company.sql. Run it again after changing the schema:
+"""Writes platform/records/<table>_set.h, one record class per section of schema/COLUMNS.md
+(class, table or view, columns in binding order, how each is bound), and
+platform/records/company_sets.h listing them all. Run it again after changing COLUMNS.md:
     scripts/gen_record_sets.py
 """
 import os
@@ -8,117 +9,90 @@ import re
 import sys
 
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
-SCHEMA = os.path.join(ROOT, "schema", "sqlite", "company.sql")
+COLUMNS = os.path.join(ROOT, "schema", "COLUMNS.md")
 OUT = os.path.join(ROOT, "platform", "records")
 
-SKIP = {"ID_GENERATORE"}  # served by CProcedureId
-# Record classes bound to a table under another name, with columns bound differently.
-EXTRA = {
-    # The postal zone as the customer procedures use it: its ID travels as decimal text.
-    "ZONA_POSTALE_COMPLETA": ("ZONA_POSTALE", {"ID": "Text(\"ID\", EColumn::kInteger)"}),
-}
-CLASS_WORDS = {"CC": "CC"}
-
-MEMBER = {"VARCHAR": ("CString", "Text"), "INTEGER": ("long", "Long"),
-          "DOUBLE": ("CString", "Number"), "TIMESTAMP": ("CDBTimestamp", "Date")}
+SECTION = re.compile(r"^## `(\w+)` -> (\w+)( \(view\))?$", re.M)
+ROW = re.compile(r"^\| \d+ \| (\w+)( \(key\))? \| (\w+)[^|]* \| ([^|]*) \| (\w+) \|", re.M)
 
 
-def class_name(table):
-    return "C" + "".join(CLASS_WORDS.get(w, w.capitalize()) for w in table.split("_")) + "Set"
+def binding(column, sql_type, bound):
+    """The member type and the binding call of one column."""
+    if bound == "long":
+        return "long", 'Long("%s")' % column
+    if bound == "datetime":
+        return "CDBTimestamp", 'Date("%s")' % column
+    if sql_type == "DOUBLE":
+        return "CString", 'Number("%s")' % column
+    if sql_type == "INTEGER":
+        return "CString", 'Text("%s", EColumn::kInteger)' % column
+    return "CString", 'Text("%s")' % column
 
 
-def strip_comments(sql):
-    return re.sub(r"--[^\n]*", "", sql)
+def parse(text):
+    classes = []
+    sections = list(SECTION.finditer(text))
+    for i, m in enumerate(sections):
+        body = text[m.end():sections[i + 1].start() if i + 1 < len(sections) else len(text)]
+        body = body.split("\n## ")[0]
+        columns = ROW.findall(body)
+        classes.append({"class": m.group(1), "table": m.group(2), "view": bool(m.group(3)),
+                        "columns": [(c, t.upper(), n.strip(), b) for c, _k, t, n, b in columns],
+                        "key": [c for c, k, *_ in columns if k]})
+    return classes
 
 
-def parse(sql):
-    tables, views = {}, {}
-    for m in re.finditer(r"CREATE TABLE (\w+) \((.*?)\n\);", sql, re.S):
-        name, body = m.group(1), m.group(2)
-        cols, key, notnull = [], [], []
-        for line in body.split("\n"):
-            line = line.strip().rstrip(",")
-            if not line:
-                continue
-            pk = re.match(r"PRIMARY KEY \((.*)\)", line)
-            if pk:
-                key = [c.strip() for c in pk.group(1).split(",")]
-                continue
-            parts = line.split()
-            cols.append((parts[0], parts[1].split("(")[0].upper()))
-            if "NOT NULL" in line and "PRIMARY KEY" not in line:
-                notnull.append(parts[0])
-            if "PRIMARY KEY" in line:
-                key = [parts[0]]
-        key_set = set(key)
-        tables[name] = (cols, key, [c for c in notnull if c not in key_set])
-    for m in re.finditer(r"CREATE VIEW (\w+) AS\s+SELECT(.*?)\n\s*FROM(.*?);", sql, re.S):
-        name, select, rest = m.group(1), m.group(2), m.group(3)
-        aliases = dict((a, t) for t, a in re.findall(r"(\w+) (\w+)(?: ON|\s*$|\s+(?:LEFT|JOIN|WHERE|GROUP))",
-                                                     "FROM " + rest.strip() + " ", re.M))
-        aliases.update((a, t) for t, a in re.findall(r"(?:FROM|JOIN)\s+(\w+)\s+(\w+)", "FROM " + rest))
-        cols = []
-        for expr in [e.strip() for e in select.split(",\n")]:
-            src = re.search(r"(\w+)\.(\w+)", expr)
-            alias = re.search(r"AS (\w+)$", expr)
-            col = alias.group(1) if alias else src.group(2)
-            table = tables[aliases[src.group(1)]][0]
-            cols.append((col, dict(table)[src.group(2)]))
-        views[name] = cols
-    return tables, views
-
-
-def header(cls, table, cols, key, notnull, overrides, view):
-    guard_note = "a view, read-only" if view else "key " + ", ".join(key)
+def header(spec):
+    cls, table = spec["class"], spec["table"]
+    not_null = [c for c, _t, n, _b in spec["columns"] if n.startswith("NOT NULL") and c not in spec["key"]]
+    what = "a view, read-only" if spec["view"] else "key " + ", ".join(spec["key"])
+    args = '"%s", "%s"' % (table, ", ".join(spec["key"]))
+    if not_null and not spec["view"]:
+        args += ', "%s"' % ", ".join(not_null)
     lines = [
-        "// %s: %s (%s), members in binding order." % (cls, table, guard_note),
-        "// Generated by scripts/gen_record_sets.py from the schema. Usage, ownership, errors: CRecordSetBase.",
+        "// %s: %s (%s), members in binding order." % (cls, table, what),
+        "// Generated by scripts/gen_record_sets.py from schema/COLUMNS.md. Usage, ownership, errors:",
+        "// CRecordSetBase.",
         "#pragma once",
         "",
         '#include "platform/records/record_set.h"',
         "",
         "class %s : public CRecordSetBase {" % cls,
         " public:",
-        '  explicit %s(CDatabase* db)' % cls,
-        '      : CRecordSetBase(db, "%s", "%s"%s) {}' % (
-            table, ", ".join(key), ', "%s"' % ", ".join(notnull) if notnull else ""),
+        "  explicit %s(CDatabase* db)" % cls,
+        "      : CRecordSetBase(db, %s) {}" % args,
         "",
     ]
-    for col, typ in cols:
-        ctype, binder = MEMBER[typ]
-        call = overrides.get(col, '%s("%s")' % (binder, col))
-        if call.startswith("Text("):
-            ctype = "CString"
-        lines.append("  %s& m_%s = %s;" % (ctype, col, call))
+    for column, sql_type, _null, bound in spec["columns"]:
+        member, call = binding(column, sql_type, bound)
+        lines.append("  %s& m_%s = %s;" % (member, column, call))
     lines.append("};")
     return "\n".join(lines) + "\n"
 
 
+def file_name(spec):
+    words = re.findall(r"[A-Z][a-z]*", spec["class"][1:-3])
+    return "_".join(w.lower() for w in words).replace("c_c_", "cc_") + "_set.h"
+
+
 def main():
-    tables, views = parse(strip_comments(open(SCHEMA, encoding="utf-8").read()))
-    written = []
-    items = [(t, t, c, k, n, {}, False) for t, (c, k, n) in tables.items() if t not in SKIP]
-    items += [(v, v, c, [], [], {}, True) for v, c in views.items()]
-    for name, (table, overrides) in EXTRA.items():
-        cols, key, notnull = tables[table]
-        items.append((name, table, cols, key, notnull, overrides, False))
-    for name, table, cols, key, notnull, overrides, view in items:
-        path = os.path.join(OUT, name.lower() + "_set.h")
-        with open(path, "w", encoding="utf-8") as f:
-            f.write(header(class_name(name), table, cols, key, notnull, overrides, view))
-        written.append(class_name(name))
-    headers = sorted(os.path.basename(os.path.join(OUT, n.lower() + "_set.h")) for n, *_ in items)
+    specs = parse(open(COLUMNS, encoding="utf-8").read())
+    for spec in specs:
+        if not spec["columns"] or (not spec["view"] and not spec["key"]):
+            sys.exit("%s: no columns or no key in COLUMNS.md" % spec["class"])
+        with open(os.path.join(OUT, file_name(spec)), "w", encoding="utf-8") as f:
+            f.write(header(spec))
+    ordered = [s for s in specs if not s["view"]] + [s for s in specs if s["view"]]
     with open(os.path.join(OUT, "company_sets.h"), "w", encoding="utf-8") as f:
         f.write("// Every record class of the company database, and TARVO_COMPANY_RECORD_SETS(X), which calls\n"
                 "// X(class) once per class (tables first, then views). Generated by scripts/gen_record_sets.py.\n"
                 "#pragma once\n\n")
-        for h in headers:
-            f.write('#include "platform/records/%s"\n' % h)
+        for spec in sorted(specs, key=file_name):
+            f.write('#include "platform/records/%s"\n' % file_name(spec))
         f.write("\n#define TARVO_COMPANY_RECORD_SETS(X) \\\n")
-        names = [class_name(n) for n, *_ in items]
-        f.write(" \\\n".join("  X(%s)" % n for n in names) + "\n")
-    print(" ".join(sorted(written)))
+        f.write(" \\\n".join("  X(%s)" % s["class"] for s in ordered) + "\n")
+    print("%d classes" % len(specs))
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    main()

@@ -17,13 +17,11 @@
 #include "platform/records/formula_pagamento_set.h"
 #include "platform/records/gruppo_set.h"
 #include "platform/records/iva_set.h"
-#include "platform/records/log_magazzino_set.h"
 #include "platform/records/movimento_articolo_deposito_set.h"
 #include "platform/records/movimento_articolo_societa_set.h"
 #include "platform/records/porto_merci_set.h"
 #include "platform/records/provincia_set.h"
 #include "platform/records/recapito_completo_set.h"
-#include "platform/records/recapito_set.h"
 #include "platform/records/scadenzario_set.h"
 #include "platform/records/sconto_set.h"
 #include "platform/records/sede_completa_set.h"
@@ -31,12 +29,10 @@
 #include "platform/records/sede_societa_completa_set.h"
 #include "platform/records/sede_societa_set.h"
 #include "platform/records/societa_set.h"
-#include "platform/records/tipo_recapito_set.h"
 #include "platform/records/trasporto_set.h"
 #include "platform/records/unita_misura_set.h"
 #include "platform/records/voci_documento_set.h"
 #include "platform/records/zona_postale_completa_set.h"
-#include "platform/records/zona_postale_set.h"
 
 #define TARVO_COMPANY_RECORD_SETS(X) \
   X(CCategoriaSet) \
@@ -46,7 +42,7 @@
   X(CUnitaMisuraSet) \
   X(CArticoloSet) \
   X(CProvinciaSet) \
-  X(CZonaPostaleSet) \
+  X(CZonaPostaleCompletaSet) \
   X(CSocietaSet) \
   X(CSedeSocietaSet) \
   X(CCollaboratoreSet) \
@@ -57,8 +53,6 @@
   X(CPortoMerciSet) \
   X(CAziendaSet) \
   X(CSedeSet) \
-  X(CTipoRecapitoSet) \
-  X(CRecapitoSet) \
   X(CAziendaScontoSet) \
   X(CCCUserSet) \
   X(CDocumentoSet) \
@@ -66,11 +60,9 @@
   X(CScadenzarioSet) \
   X(CMovimentoArticoloDepositoSet) \
   X(CMovimentoArticoloSocietaSet) \
-  X(CLogMagazzinoSet) \
   X(CArticoloCompletoSet) \
-  X(CSedeCompletaSet) \
   X(CSedeSocietaCompletaSet) \
-  X(CRecapitoCompletoSet) \
   X(CAziendaAgenteSet) \
-  X(CCtrlMovimentoArticoloSocietaSet) \
-  X(CZonaPostaleCompletaSet)
+  X(CSedeCompletaSet) \
+  X(CRecapitoCompletoSet) \
+  X(CCtrlMovimentoArticoloSocietaSet)

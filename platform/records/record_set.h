@@ -1,6 +1,7 @@
 // CRecordSetBase: a record class over one table or view of the company database. A derived class
-// declares one member per column, in binding order, each bound by a call of Long/Text/Number/
-// Date in its initializer:
+// declares one member per column, in binding order, each bound by a call in its initializer:
+// Long (INTEGER column, long member), Text (text member; of a VARCHAR column, or of an INTEGER
+// column with EColumn::kInteger), Number (DOUBLE column held as decimal text, "12.5"), Date.
 //
 //   class CIvaSet : public CRecordSetBase {
 //    public:
@@ -10,19 +11,23 @@
 //   };
 //
 // Reading: set m_strFilter (an SQL condition, pasted as given) and m_strSort, Open, then IsEOF/
-// MoveNext; the members hold the current row. Requery runs the query again with the filter and
-// sort as they are now. The cursor is forward-only.
+// MoveNext; the members hold the current row, a NULL column as an empty text, 0 or a zero date
+// (IsFieldNull tells). Requery runs the query again with the filter and sort as they are now.
+// The cursor is forward-only.
 // Writing: AddNew or Edit, assign members, Update. Only the columns that changed (or were given a
-// null state with SetFieldNull) are written, so columns a new row never touches keep the
-// database's defaults. Values always travel as statement parameters; rows are found by the
+// null state with SetFieldNull/SetFieldValue) are written, so columns a new row never touches keep
+// the database's defaults. Values always travel as statement parameters; rows are found by the
 // primary key as it was read. After AddNew every column is NULL: text members are empty, dates
 // are zero and long members hold kPseudoNullLong, so that assigning any value, 0 included, marks
-// the column as set (an empty text or zero date assigned after AddNew leaves the column NULL;
-// use SetFieldNull(&m, false) to write an empty text).
+// the column as set. Assigning the value a NULL column already shows (an empty text, a zero date,
+// 0 to a long read as NULL) leaves it NULL: use SetFieldNull(&m, false) to write it.
+// Copying a column with its null state: dst.SetFieldValue(i, src.GetFieldValue(i)).
 //
-// The record set does not own the database. One thread at a time. Driver errors are thrown as
+// The record set does not own the database and must not outlive it; statements it prepares stay
+// valid while the connection stays open. One thread at a time. Driver errors are thrown as
 // CDBException; misuse (Edit at the end, Update without AddNew/Edit, writing a view) as
-// tarvo::CException of kind kInternal; a Number member holding no number as kind kInput.
+// tarvo::CException of kind kInternal; a member holding text that its column cannot take (a
+// Number that is no number) as kind kInput, naming table, column and text.
 #pragma once
 
 #include <map>

@@ -7,23 +7,13 @@
 #include <fstream>
 #include <set>
 
+#include "company_db_test.h"
 #include "support/test_db.h"
 
 using namespace tarvo;
 using namespace tarvo::test;
 
-class ProcedureIdTest : public DbTest {
- protected:
-  void SetUp() override {
-    DbTest::SetUp();
-    if (IsSkipped() || HasFailure()) return;
-    scratch_ = &NewDatabase();
-    scratch_->LoadSchema("company.sql");
-    db_ = &scratch_->Db();
-  }
-  ScratchDatabase* scratch_ = nullptr;
-  CDatabase* db_ = nullptr;
-};
+class ProcedureIdTest : public CompanyDbTest {};
 
 TEST_P(ProcedureIdTest, EachGeneratorHandsOutIncreasingKeysOfItsOwn) {
   CProcedureId id(db_);

@@ -5,32 +5,18 @@
 
 #include "platform/records/articolo_set.h"
 #include "platform/records/categoria_set.h"
+#include "platform/records/gruppo_set.h"
 #include "platform/records/iva_set.h"
 #include "platform/records/movimento_articolo_deposito_set.h"
 #include "platform/records/sede_completa_set.h"
 #include "platform/records/zona_postale_completa_set.h"
+#include "company_db_test.h"
 #include "support/test_db.h"
 
 using namespace tarvo;
 using namespace tarvo::test;
 
-class RecordSetTest : public DbTest {
- protected:
-  void SetUp() override {
-    DbTest::SetUp();
-    if (IsSkipped() || HasFailure()) return;
-    scratch_ = &NewDatabase();
-    scratch_->LoadSchema("company.sql");
-    db_ = &scratch_->Db();
-  }
-  long Count(const CString& sql) {
-    CODBCRecordset rs(db_);
-    rs.Open(sql);
-    return rs.Field(0).AsLong();
-  }
-  ScratchDatabase* scratch_ = nullptr;
-  CDatabase* db_ = nullptr;
-};
+class RecordSetTest : public CompanyDbTest {};
 
 TEST_P(RecordSetTest, AddedRowIsReadBackWithFilterAndSort) {
   CCategoriaSet set(db_);
@@ -65,7 +51,7 @@ TEST_P(RecordSetTest, UntouchedColumnsOfANewRowKeepTheDatabaseDefaults) {
   set.Open();
   ASSERT_FALSE(set.IsEOF());
   EXPECT_EQ(set.m_F_ATTIVO, 1);
-  EXPECT_EQ(set.m_CONFEZIONE, 1);
+  EXPECT_EQ(set.m_CONFEZIONE, "1");  // an integer column bound as text
   EXPECT_EQ(set.m_PREZZO, "12.5");
   EXPECT_TRUE(set.IsFieldNull(&set.m_COSTO));
   EXPECT_TRUE(set.IsFieldNull(&set.m_DATA_INSERIMENTO));
@@ -77,7 +63,7 @@ TEST_P(RecordSetTest, AssigningZeroAfterAddNewIsWritten) {
   set.m_ID = "A0";
   set.m_F_ATTIVO = 0;
   set.Update();
-  EXPECT_EQ(Count("SELECT F_ATTIVO FROM ARTICOLO WHERE ID = 'A0'"), 0);
+  EXPECT_EQ(Scalar("SELECT F_ATTIVO FROM ARTICOLO WHERE ID = 'A0'"), 0);
 }
 
 TEST_P(RecordSetTest, EditWritesOnlyChangedColumnsAndFindsTheRowByItsOldKey) {
@@ -145,9 +131,9 @@ TEST_P(RecordSetTest, CompositeKeyRowIsUpdatedAndDeleted) {
   set.Edit();
   set.m_GIACENZA = "7.25";
   set.Update();
-  EXPECT_EQ(Count("SELECT COUNT(*) FROM MOVIMENTO_ARTICOLO_DEPOSITO WHERE GIACENZA = 7.25"), 1);
+  EXPECT_EQ(Scalar("SELECT COUNT(*) FROM MOVIMENTO_ARTICOLO_DEPOSITO WHERE GIACENZA = 7.25"), 1);
   set.Delete();
-  EXPECT_EQ(Count("SELECT COUNT(*) FROM MOVIMENTO_ARTICOLO_DEPOSITO"), 1);
+  EXPECT_EQ(Scalar("SELECT COUNT(*) FROM MOVIMENTO_ARTICOLO_DEPOSITO"), 1);
 }
 
 TEST_P(RecordSetTest, GenericAccessCopiesColumnsInBindingOrder) {
@@ -156,7 +142,7 @@ TEST_P(RecordSetTest, GenericAccessCopiesColumnsInBindingOrder) {
   src.m_ID = "G1";
   src.m_DESCRIZIONE = "Vite";
   src.m_PREZZO = "0.1";
-  src.m_CONFEZIONE = 12;
+  src.m_CONFEZIONE = "12";
   src.Update();
   src.m_strFilter = "ID = 'G1'";
   src.Open();
@@ -171,7 +157,7 @@ TEST_P(RecordSetTest, GenericAccessCopiesColumnsInBindingOrder) {
   ASSERT_FALSE(dst.IsEOF());
   EXPECT_EQ(dst.m_DESCRIZIONE, "Vite");
   EXPECT_EQ(dst.m_PREZZO, "0.1");
-  EXPECT_EQ(dst.m_CONFEZIONE, 12);
+  EXPECT_EQ(dst.m_CONFEZIONE, "12");
   EXPECT_TRUE(dst.IsFieldNull(&dst.m_NOTE));
   EXPECT_EQ(dst.GetFieldName(11), "PREZZO");
 }
@@ -187,7 +173,30 @@ TEST_P(RecordSetTest, TextMemberOfAnIntegerColumnTravelsAsANumber) {
   zone.Open();
   ASSERT_FALSE(zone.IsEOF());
   EXPECT_EQ(zone.m_ID, "4711");
-  EXPECT_EQ(Count("SELECT ID FROM ZONA_POSTALE WHERE CAP = '20100'"), 4711);
+  EXPECT_EQ(Scalar("SELECT ID FROM ZONA_POSTALE WHERE CAP = '20100'"), 4711);
+}
+
+TEST_P(RecordSetTest, WritesJoinTheDatabaseTransactionWhileACursorIsOpen) {
+  db_->ExecuteSQL("INSERT INTO GRUPPO (ID, DESCRIZIONE) VALUES ('G1', 'Uno')");
+  db_->ExecuteSQL("INSERT INTO GRUPPO (ID, DESCRIZIONE) VALUES ('G2', 'Due')");
+  CGruppoSet source(db_), target(db_);
+  source.m_strSort = "ID";
+  source.Open();
+  db_->BeginTrans();
+  target.AddNew();
+  target.m_ID = "G3";
+  target.Update();
+  db_->Rollback();
+  EXPECT_EQ(Scalar("SELECT COUNT(*) FROM GRUPPO"), 2);
+  db_->BeginTrans();
+  for (; !source.IsEOF(); source.MoveNext()) {
+    target.AddNew();
+    target.m_ID = source.m_ID + "X";
+    target.m_DESCRIZIONE = source.m_DESCRIZIONE;
+    target.Update();
+  }
+  db_->CommitTrans();
+  EXPECT_EQ(Scalar("SELECT COUNT(*) FROM GRUPPO WHERE ID LIKE '%X'"), 2);
 }
 
 // ---- Error paths -----------------------------------------------------------------------------
@@ -204,7 +213,7 @@ TEST_P(RecordSetTest, NumberMemberHoldingTextIsRejectedNamingTheColumn) {
     EXPECT_EQ(e.Kind(), ErrorKind::kInput);
     EXPECT_EQ(e.GetErrorMessage(), W("ARTICOLO.PREZZO: 'dieci' non è un numero"));
   }
-  EXPECT_EQ(Count("SELECT COUNT(*) FROM ARTICOLO"), 0);
+  EXPECT_EQ(Scalar("SELECT COUNT(*) FROM ARTICOLO"), 0);
 }
 
 TEST_P(RecordSetTest, MisuseIsAnInternalError) {
