@@ -54,11 +54,12 @@ bool EscapesFolder(const CString& name) {
 }
 
 bool MakeDirectories(const CString& path) {
-  CString sofar;
+  CString sofar = !path.empty() && path[0] == '/' ? "/" : "";
   for (const CString& part : SplitEntryName(path)) {
     if (part.empty()) continue;
-    sofar = sofar.empty() ? part : sofar + "/" + part;
+    sofar += part;
     if (::mkdir(sofar.c_str(), 0777) != 0 && errno != EEXIST) return false;
+    sofar += '/';
   }
   return tarvo::DirectoryExists(path);
 }
