@@ -1,6 +1,7 @@
 // The numbers of the hard-coded procedures. A procedure's number is fixed: outside tools and the
 // procedure tables of installed databases refer to it. Add the constructor when the class lands.
 #include "framework/exchange_factory.h"
+#include "xmlengine/tarvo_exchange_xml.h"
 
 namespace {
 template <class T>
@@ -9,7 +10,7 @@ CTarvoImport* Make() {
 }
 }  // namespace
 
-CTarvoImport* CreateDriverProcedure() { return nullptr; }
+CTarvoImport* CreateDriverProcedure() { return new CTarvoExchangeXML; }
 
 const std::vector<ProcedureEntry>& KnownProcedures() {
   static const std::vector<ProcedureEntry> table = {

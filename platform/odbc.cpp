@@ -187,6 +187,17 @@ long CDatabase::ExecuteSQL(const CString& sql, const std::vector<CDBValue>& para
   return stmt.Execute(params);
 }
 
+namespace {
+// A SQLite trigger body holds statements of its own: the trigger ends at "END;".
+bool InsideTriggerBody(const CString& statement) {
+  CString t = ToUpper(Trim(statement));
+  if (t.rfind("CREATE TRIGGER", 0) != 0 && t.rfind("CREATE TEMP TRIGGER", 0) != 0) return false;
+  if (t.find("BEGIN") == CString::npos) return false;
+  return !(t.size() >= 3 && t.compare(t.size() - 3, 3, "END") == 0 &&
+           (t.size() == 3 || !std::isalnum(static_cast<unsigned char>(t[t.size() - 4]))));
+}
+}  // namespace
+
 std::vector<CString> SplitSqlScript(const CString& script) {
   std::vector<CString> out;
   CString cur;
@@ -231,7 +242,7 @@ std::vector<CString> SplitSqlScript(const CString& script) {
         continue;
       }
     }
-    if (c == ';') {
+    if (c == ';' && !InsideTriggerBody(cur)) {
       flush();
       ++i;
       continue;

@@ -19,5 +19,5 @@ run() {  # run BUILD_DIR [cmake options...]
 }
 run build
 if [ "${TARVO_SKIP_SANITIZERS:-0}" != 1 ]; then
-  ASAN_OPTIONS=detect_leaks=0 UBSAN_OPTIONS=print_stacktrace=1 run build-asan -DTARVO_SANITIZE=ON
+  UBSAN_OPTIONS=print_stacktrace=1 run build-asan -DTARVO_SANITIZE=ON
 fi

@@ -135,6 +135,8 @@ TEST(Properties, AssignmentSharesPointersButNotParamsOrVerbose) {
   a->SetVerbose(false);
   a->SetFilterParam("k", "v");
   a->SetDescrizione("d");
+  // Assignment replaces b's database pointers without freeing what b held: that is b's owner's job.
+  std::unique_ptr<CDatabase> oldIn(b.GetInDatabase()), oldOut(b.GetOutDatabase());
   b = *a;
   EXPECT_EQ(b.GetInDir(), "in");
   EXPECT_EQ(b.GetDescrizione(), "d");
