@@ -293,6 +293,16 @@ CString CFtpClient::UrlFor(const CString& remotePath, bool folder) const {
   return "ftp://" + server_ + "/" + (absolute ? "%2F" : "") + EscapePath(impl_->easy.get(), path);
 }
 
+// Runs the prepared command; a failure leaves libcurl's text as the last error.
+bool CFtpClient::Transfer() {
+  try {
+    tarvo::PerformChecked(impl_->easy.get(), impl_->errorBuffer);
+    return true;
+  } catch (const tarvo::CNetException& e) {
+    return Fail(e.what());
+  }
+}
+
 // Resets the handle for the next command, keeping its connection.
 void CFtpClient::Prepare() {
   CURL* easy = impl_->easy.get();
@@ -318,11 +328,9 @@ bool CFtpClient::Open() {
   CURL* easy = impl_->easy.get();
   curl_easy_setopt(easy, CURLOPT_URL, UrlFor("", true).c_str());
   curl_easy_setopt(easy, CURLOPT_NOBODY, 1L);
-  try {
-    tarvo::PerformChecked(easy, impl_->errorBuffer);
-  } catch (const tarvo::CNetException& e) {
+  if (!Transfer()) {
     impl_->easy.reset();
-    return Fail(e.what());
+    return false;
   }
   open_ = true;
   return true;
@@ -346,12 +354,7 @@ bool CFtpClient::PutFile(const CString& localPath, const CString& remotePath) {
   curl_easy_setopt(easy, CURLOPT_UPLOAD, 1L);
   curl_easy_setopt(easy, CURLOPT_READDATA, in);
   curl_easy_setopt(easy, CURLOPT_INFILESIZE_LARGE, static_cast<curl_off_t>(size));
-  bool ok = true;
-  try {
-    tarvo::PerformChecked(easy, impl_->errorBuffer);
-  } catch (const tarvo::CNetException& e) {
-    ok = Fail(e.what());
-  }
+  bool ok = Transfer();
   std::fclose(in);
   return ok;
 }
@@ -367,12 +370,7 @@ bool CFtpClient::GetFile(const CString& remotePath, const CString& localPath) {
   CURL* easy = impl_->easy.get();
   curl_easy_setopt(easy, CURLOPT_URL, UrlFor(remotePath, false).c_str());
   curl_easy_setopt(easy, CURLOPT_WRITEDATA, out);
-  bool ok = true;
-  try {
-    tarvo::PerformChecked(easy, impl_->errorBuffer);
-  } catch (const tarvo::CNetException& e) {
-    ok = Fail(e.what());
-  }
+  bool ok = Transfer();
   if (std::fclose(out) != 0 && ok) ok = Fail("impossibile scrivere il file " + partial + ": " + tarvo::GetSystemError());
   if (ok && std::rename(partial.c_str(), target.c_str()) != 0)
     ok = Fail("impossibile scrivere il file " + target + ": " + tarvo::GetSystemError());
@@ -390,11 +388,7 @@ bool CFtpClient::ListFolder(const CString& remoteFolder, std::vector<CFtpFileInf
   curl_easy_setopt(easy, CURLOPT_CUSTOMREQUEST, "MLSD");
   curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, tarvo::AppendToString);
   curl_easy_setopt(easy, CURLOPT_WRITEDATA, &listing);
-  try {
-    tarvo::PerformChecked(easy, impl_->errorBuffer);
-  } catch (const tarvo::CNetException& e) {
-    return Fail(e.what());
-  }
+  if (!Transfer()) return false;
   size_t start = 0;
   while (start < listing.size()) {
     size_t end = listing.find('\n', start);
@@ -420,12 +414,7 @@ bool CFtpClient::DeleteFile(const CString& remotePath) {
   curl_easy_setopt(easy, CURLOPT_URL, UrlFor(folder, true).c_str());
   curl_easy_setopt(easy, CURLOPT_NOBODY, 1L);
   curl_easy_setopt(easy, CURLOPT_POSTQUOTE, commands);
-  bool ok = true;
-  try {
-    tarvo::PerformChecked(easy, impl_->errorBuffer);
-  } catch (const tarvo::CNetException& e) {
-    ok = Fail(e.what());
-  }
+  bool ok = Transfer();
   curl_easy_setopt(easy, CURLOPT_POSTQUOTE, nullptr);
   curl_slist_free_all(commands);
   return ok;

@@ -53,6 +53,7 @@ class CFtpClient {
   struct Impl;
   bool Fail(const CString& text);
   void Prepare();
+  bool Transfer();
   CString UrlFor(const CString& remotePath, bool folder) const;
 
   std::unique_ptr<Impl> impl_;

@@ -96,6 +96,15 @@ TEST_F(HttpActions, UploadToAServerThatIsNotThereReportsCurlsError) {
   EXPECT_EQ("- Trasferimento file [" + Archive() + "] fallito.", errors[1]);
 }
 
+TEST_F(HttpActions, UploadOfAMissingFileFailsWithoutReachingTheServer) {
+  EXPECT_EQ(0, run.Run("<httpupload server=\"@httpserver\" url=\"@httpurl\" filename=\"manca.zip\"/>"));
+  auto errors = run.LinesWith(TMS_ERROR);
+  ASSERT_EQ(4u, errors.size());
+  EXPECT_THAT(errors[0], StartsWith("- ERRORE CURL: "));
+  EXPECT_EQ("- Trasferimento file [manca.zip] fallito.", errors[1]);
+  EXPECT_TRUE(server.Uploads().empty());
+}
+
 TEST_F(HttpActions, StopDuringASlowReplyEndsTheRunWithOneInterruptionLine) {
   WriteBytes(run.Work("scambio.zip"), "PK");
   CEvent stop;
