@@ -42,7 +42,8 @@ class CFtpClient {
   bool PutFile(const CString& localPath, const CString& remotePath);
   // Fetches a remote file (binary) into the local path, replacing it.
   bool GetFile(const CString& remotePath, const CString& localPath);
-  // Lists a remote folder ("" = the login folder), without "." and "..".
+  // Lists a remote folder ("" = the login folder), without "." and "..". Uses the
+  // machine-readable listing (MLSD), so sizes and times do not depend on the server's locale.
   bool ListFolder(const CString& remoteFolder, std::vector<CFtpFileInfo>& entries);
   bool DeleteFile(const CString& remotePath);
   void Close();

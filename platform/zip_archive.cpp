@@ -190,7 +190,8 @@ bool CUnzipper::Unzip(const CString& folder, bool ignorePath) {
   CString base = tarvo::NativePath(folder.empty() ? CString(".") : folder);
   zip_int64_t count = zip_get_num_entries(impl_->archive, 0);
   for (zip_int64_t i = 0; i < count; ++i) {
-    const char* rawName = zip_get_name(impl_->archive, static_cast<zip_uint64_t>(i), ZIP_FL_ENC_GUESS);
+    // Names come back as stored, so our Windows-1252 names survive the round trip.
+    const char* rawName = zip_get_name(impl_->archive, static_cast<zip_uint64_t>(i), ZIP_FL_ENC_RAW);
     CString name = rawName ? rawName : "";
     bool isFolder = !name.empty() && (name.back() == '/' || name.back() == '\\');
     if (EscapesFolder(name)) {

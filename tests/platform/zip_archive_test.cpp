@@ -30,6 +30,20 @@ TEST(Zipper, FilesAddedWithoutPathUnpackFlatWithTheirContent) {
   EXPECT_EQ(std::string("bin\0ary", 7), ReadFileBytes(out.File("002_EXECUTE.xml")));
 }
 
+TEST(Zipper, AccentedNamesComeBackAsTheyWent) {
+  TempDir src, out;
+  const std::string name = W("perché.xml");  // Windows-1252 bytes, as the procedures name files
+  WriteFileBytes(src.File(name), "x");
+  CZipper zipper;
+  ASSERT_TRUE(zipper.OpenZip(src.File("x.zip")));
+  ASSERT_TRUE(zipper.AddFileToZip(src.File(name), true));
+  ASSERT_TRUE(zipper.CloseZip());
+  CUnzipper unzipper;
+  ASSERT_TRUE(unzipper.OpenZip(src.File("x.zip")));
+  ASSERT_TRUE(unzipper.Unzip(out.Path(), false));
+  EXPECT_TRUE(FileExists(out.File(name)));
+}
+
 TEST(Zipper, PathsBelowTheRootFolderAreKeptRelative) {
   TempDir src, out;
   ::mkdir(src.File("dati").c_str(), 0777);

@@ -170,6 +170,16 @@ TEST_F(HttpActions, DownloadIntoAMissingFolderFailsWithTheSystemError) {
   EXPECT_TRUE(server.Requests().empty());
 }
 
+TEST_F(HttpActions, DownloadOntoAFullDiskReportsTheFileErrorAndTheAbort) {
+  server.PutFile("scambio.zip", std::string(1 << 17, 'z'), "application/zip");
+  EXPECT_EQ(0, run.Run(Download("/dev/full", "/files/scambio.zip")));
+  auto errors = run.LinesWith(TMS_ERROR);
+  ASSERT_EQ(3u, errors.size());
+  EXPECT_EQ("- ERRORE /dev/full: 28 - Errore di scrittura nel file /dev/full: No space left on device", errors[0]);
+  EXPECT_THAT(errors[1], StartsWith("- ERRORE 23 - "));
+  EXPECT_EQ("- Trasferimento file /dev/full fallito", errors[2]);
+}
+
 TEST_F(HttpActions, DownloadFromAServerThatIsNotThereFails) {
   int port;
   {
