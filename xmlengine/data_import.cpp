@@ -113,6 +113,13 @@ bool CTarvoExchangeXML::WriteRecord(CRecord& record) {
   }
   record.m_nOperation = CRecord::kInsert;
   record.m_strError.clear();
+  for (const CColumn& column : record) {
+    if (column.m_strName.empty()) {
+      // Some databases accept an empty column in a SELECT list: refuse the row in every one.
+      record.m_strError = "colonna senza nome nel record della tabella " + record.m_strTable;
+      return false;
+    }
+  }
 
   // The row to update is the first one the lookup returns, named by the database's row identity.
   EDialect dialect = m_pInDatabase->GetDialect();
