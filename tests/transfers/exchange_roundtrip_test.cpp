@@ -1,6 +1,7 @@
-// A whole driver-based exchange through the loopback web shop: an export driver writes data files,
-// packs and uploads them; an import driver downloads, unpacks and imports them into a second
-// database and runs the statement that came with them. Both databases must then agree.
+// A whole driver-based exchange through the loopback web shop, with the sample drivers: the
+// sending driver writes data files, packs and uploads them; the receiving driver downloads,
+// unpacks and imports them into a second database and runs the statement that came with them.
+// Both databases must then agree.
 #include <filesystem>
 
 #include "support/web_shop_server.h"
@@ -13,37 +14,8 @@ const auto* const kXerces = testing::AddGlobalTestEnvironment(new XercesForTrans
 
 const std::vector<std::string> kTables = {"IVA", "UNITA_MISURA", "CATEGORIA", "FAMIGLIA", "GRUPPO", "ARTICOLO"};
 
-const char kExportSteps[] = R"(
-<checkparam srcdsn="yes" destfolder="yes" httpserver="yes" httpurl="yes"/>
-<table action="export" format="xml" name="IVA" columns="*" orderby="CODICE" primarykey="CODICE"/>
-<table action="export" format="xml" name="UNITA_MISURA" columns="*" orderby="ID" primarykey="ID"/>
-<table action="export" format="xml" name="CATEGORIA" columns="*" orderby="ID" primarykey="ID"/>
-<table action="export" format="xml" name="FAMIGLIA" columns="*" orderby="ID" primarykey="ID"/>
-<table action="export" format="xml" name="GRUPPO" columns="*" orderby="ID" primarykey="ID"/>
-<table action="export" format="xml" name="ARTICOLO" columns="*" orderby="ID" primarykey="ID"/>
-<execute>UPDATE ARTICOLO SET F_ATTIVO = 0
- WHERE ID = '@articolo'</execute>
-<localexecute>UPDATE ARTICOLO SET F_ATTIVO = 0 WHERE ID = '@articolo'</localexecute>
-<zipfile action="compress" filename="scambio.zip"/>
-<httpupload server="@httpserver" url="@httpurl" username="@httpusername" password="@httppassword"
-            filename="scambio.zip"/>
-<delfile filename="scambio.zip"/>
-)";
-
-const char kImportSteps[] = R"(
-<checkparam destdsn="yes" srcfolder="yes"/>
-<cd directory="@srcfolder"/>
-<httpdownload server="@httpserver" url="/files/scambio.zip" username="@httpusername"
-              password="@httppassword" filename="scambio.zip"/>
-<zipfile action="extract" filename="scambio.zip"/>
-<table action="import" format="xml" filename="*_IVA.xml"/>
-<table action="import" format="xml" filename="*_UNITA_MISURA.xml"/>
-<table action="import" format="xml" filename="*_CATEGORIA.xml"/>
-<table action="import" format="xml" filename="*_FAMIGLIA.xml"/>
-<table action="import" format="xml" filename="*_GRUPPO.xml"/>
-<table action="import" format="xml" filename="*_ARTICOLO.xml"/>
-<table action="import" format="xml" filename="*_EXECUTE.xml"/>
-)";
+// The sample drivers of the repository.
+std::string SampleDriver(const std::string& name) { return ReadBytes(std::string(TARVO_SOURCE_DIR) + "/xmlengine/drivers/" + name); }
 
 class ExchangeRoundTrip : public DbTest {
  protected:
@@ -67,7 +39,8 @@ TEST_P(ExchangeRoundTrip, ExportUploadDownloadImportLeavesBothDatabasesEqual) {
   DriverRun exporter;
   Configure(exporter.engine);
   exporter.engine.SetSrcConfig(company.Config());
-  ASSERT_EQ(1, exporter.Run(kExportSteps)) << testing::PrintToString(exporter.Lines());
+  exporter.env.Prepare(exporter.engine, SampleDriver("articoli_web_invio.xml"));
+  ASSERT_EQ(1, exporter.engine.Run()) << testing::PrintToString(exporter.Lines());
   EXPECT_TRUE(exporter.HasLine("- Trasferimento file [" + std::filesystem::canonical(exporter.Work()).string() +
                                "/scambio.zip] completato."));
   EXPECT_FALSE(FileExists(exporter.Work("scambio.zip")));
@@ -78,7 +51,8 @@ TEST_P(ExchangeRoundTrip, ExportUploadDownloadImportLeavesBothDatabasesEqual) {
   Configure(importer.engine);
   importer.engine.SetDestConfig(shop.Config());
   importer.engine.SetSrcConfig(shop.Config());
-  ASSERT_EQ(1, importer.Run(kImportSteps)) << testing::PrintToString(importer.Lines());
+  importer.env.Prepare(importer.engine, SampleDriver("articoli_web_ricezione.xml"));
+  ASSERT_EQ(1, importer.engine.Run()) << testing::PrintToString(importer.Lines());
   EXPECT_TRUE(importer.HasLine("- Estrazione archivio compresso completata"));
   EXPECT_TRUE(FileExists(importer.Work("007_EXECUTE.xml")));
 
