@@ -1,6 +1,7 @@
 // The numbers of the hard-coded procedures. A procedure's number is fixed: outside tools and the
 // procedure tables of installed databases refer to it. Add the constructor when the class lands.
 #include "framework/exchange_factory.h"
+#include "xmlengine/tarvo_exchange_xml.h"
 
 #include "dbexchange/exchange_articoli.h"
 #include "partners/solvar/export_solvar_articoli.h"
@@ -12,7 +13,7 @@ CTarvoImport* Make() {
 }
 }  // namespace
 
-CTarvoImport* CreateDriverProcedure() { return nullptr; }
+CTarvoImport* CreateDriverProcedure() { return new CTarvoExchangeXML; }
 
 const std::vector<ProcedureEntry>& KnownProcedures() {
   static const std::vector<ProcedureEntry> table = {
