@@ -61,6 +61,34 @@ bool IsAscii(std::string_view text) {
   return true;
 }
 
+std::u16string Cp1252ToUtf16(std::string_view text) {
+  std::u16string out(text.size(), u'\0');
+  for (size_t i = 0; i < text.size(); ++i) {
+    unsigned char c = static_cast<unsigned char>(text[i]);
+    out[i] = static_cast<char16_t>(c >= 0x80 && c < 0xA0 ? kHigh[c - 0x80] : c);
+  }
+  return out;
+}
+
+CString Utf16ToCp1252(std::u16string_view text, bool* lossless) {
+  if (lossless) *lossless = true;
+  CString out(text.size(), '\0');
+  size_t n = 0;
+  for (size_t i = 0; i < text.size(); ++i) {
+    char16_t u = text[i];
+    int b = u < 0x80 ? u : FromCodePoint(u);
+    if (b < 0) {
+      b = '?';
+      if (lossless) *lossless = false;
+      // A surrogate pair is one character.
+      if (u >= 0xD800 && u < 0xDC00 && i + 1 < text.size() && text[i + 1] >= 0xDC00 && text[i + 1] < 0xE000) ++i;
+    }
+    out[n++] = static_cast<char>(b);
+  }
+  out.resize(n);
+  return out;
+}
+
 CString Cp1252ToUtf8(std::string_view text) {
   if (IsAscii(text)) return CString(text);
   CString out;

@@ -26,6 +26,11 @@ CString Cp1252ToUtf8(std::string_view text);
 CString Utf8ToCp1252(std::string_view text, bool* lossless = nullptr);
 bool IsAscii(std::string_view text);
 
+// Windows-1252 <-> UTF-16 (the XML library's text). Characters outside Windows-1252, and lone
+// surrogates, become '?'; `lossless` (when given) is set to false when that happened.
+std::u16string Cp1252ToUtf16(std::string_view text);
+CString Utf16ToCp1252(std::u16string_view text, bool* lossless = nullptr);
+
 // A UTF-8 source literal as Windows-1252 text, for the accented log lines: W("unità").
 inline CString W(std::string_view utf8) { return Utf8ToCp1252(utf8); }
 

@@ -1,0 +1,265 @@
+// Export steps: the XML data file, CSV and fixed-width files, byte for byte against fixtures, and
+// the field value formatting the three writers share.
+#include <gmock/gmock.h>
+
+#include "platform/event.h"
+#include "tests/xmlengine/engine_fixture.h"
+
+namespace tarvo::test {
+namespace {
+
+using testing::Contains;
+using testing::HasSubstr;
+
+// A small table holding what the writers must get right: quotes, markup characters, commas,
+// accented and Windows-only characters, NULLs, dates and timestamps.
+void CreateSample(ScratchDatabase& db) {
+  db.Execute("CREATE TABLE PROVA (CODICE VARCHAR(10) NOT NULL PRIMARY KEY, DESCRIZIONE VARCHAR(60), "
+             "QTA INTEGER, GIORNO DATE, MOMENTO TIMESTAMP)");
+  db.Db().ExecuteSQL(W("INSERT INTO PROVA VALUES ('A1', 'Caffè \"Moka\" & tè <1kg>', 3, '2026-03-01', "
+                       "'2026-03-01 10:20:30')"));
+  db.Execute("INSERT INTO PROVA VALUES ('B2', NULL, NULL, NULL, NULL)");
+  db.Db().ExecuteSQL(W("INSERT INTO PROVA VALUES ('C,3', 'Prezzo in € e virgola, qui', 42, '2025-12-31', "
+                       "'2025-12-31 23:59:59')"));
+}
+
+const char kFixedWidthFields[] =
+    "<fields>"
+    "<field name=\"CODICE\" length=\"6\" padding=\"right\" strpadding=\".\"/>"
+    "<field name=\"DESCRIZIONE\" length=\"12\" padding=\"right\"/>"
+    "<field name=\"QTA\" length=\"5\" padding=\"left\" strpadding=\"0\"/>"
+    "<field name=\"GIORNO\" length=\"6\" format=\"%d%m%y\"/>"
+    "</fields>";
+
+class ExportFiles : public DbTest {
+ protected:
+  void SetUp() override {
+    DbTest::SetUp();
+    if (IsSkipped() || HasFailure()) return;
+    source_ = &NewDatabase();
+    CreateSample(*source_);
+  }
+  int RunDriver(const std::string& steps) {
+    CTarvoExchangeXML engine;
+    env_.Prepare(engine, EngineEnvironment::Driver("<cd directory=\"@destfolder\"/>" + steps));
+    engine.SetSrcConfig(source_->Config());
+    return engine.Run();
+  }
+  ScratchDatabase* source_ = nullptr;
+  EngineEnvironment env_;
+};
+
+TEST_P(ExportFiles, XmlDataFileMatchesFixture) {
+  ASSERT_EQ(RunDriver("<table action=\"export\" format=\"xml\" name=\"prova\" columns=\"*\" orderby=\"CODICE\" "
+                      "primarykey=\"codice\"/>"),
+            1);
+  // The name keeps the driver's spelling; inside the file names are in capitals.
+  EXPECT_EQ(ReadBytes(env_.Work("001_prova.xml")), ReadBytes(DataFile("prova.xml")));
+  auto lines = env_.Lines();
+  EXPECT_THAT(lines, Contains(W("-- Trasferimento record n° 3")));
+  EXPECT_THAT(lines, Contains("-- Trasferiti 3 records"));
+  EXPECT_THAT(lines, Contains("- Creazione file dei dati 001_prova.xml in corso"));
+}
+
+TEST_P(ExportFiles, XmlFieldDefinitionsMatchFixture) {
+  CUserAdministrator::SetCurrentUser(0, 7, 0);
+  ASSERT_EQ(RunDriver("<table action=\"export\" format=\"xml\" name=\"PROVA\" columns=\"CODICE, QTA, GIORNO, MOMENTO\" "
+                      "orderby=\"CODICE\" filename=\"fields.xml\"><fields>"
+                      "<field name=\"QTA\" constvalue=\"@exp_id_societa\" length=\"0\"/>"
+                      "<field name=\"GIORNO\"/><field name=\"MOMENTO\"/>"
+                      "<field name=\"CODICE\" length=\"4\" padding=\"left\" strpadding=\"_\"/>"
+                      "</fields></table>"),
+            1);
+  CUserAdministrator::SetCurrentUser(0, 0, 0);
+  EXPECT_EQ(ReadBytes(env_.Work("fields.xml")), ReadBytes(DataFile("prova_fields.xml")));
+}
+
+TEST_P(ExportFiles, CsvMatchesFixtureAndAppendAddsRowsWithoutHeader) {
+  const std::string step =
+      "<table action=\"export\" format=\"csv\" name=\"PROVA\" columns=\"*\" orderby=\"CODICE\" filename=\"p.csv\" "
+      "fileappend=\"yes\"/>";
+  ASSERT_EQ(RunDriver(step), 1);
+  const std::string once = ReadBytes(DataFile("prova.csv"));
+  EXPECT_EQ(ReadBytes(env_.Work("p.csv")), once);
+  ASSERT_EQ(RunDriver(step), 1);
+  EXPECT_EQ(ReadBytes(env_.Work("p.csv")), once + once);
+  // Without append the file starts again.
+  ASSERT_EQ(RunDriver("<table action=\"export\" format=\"csv\" name=\"PROVA\" columns=\"*\" orderby=\"CODICE\" "
+                      "filename=\"p.csv\"/>"),
+            1);
+  EXPECT_EQ(ReadBytes(env_.Work("p.csv")), once);
+}
+
+TEST_P(ExportFiles, FixedWidthMatchesFixture) {
+  ASSERT_EQ(RunDriver(std::string("<table action=\"export\" format=\"txt\" name=\"PROVA\" columns=\"*\" orderby=\"CODICE\" "
+                                  "filename=\"p.txt\">") +
+                      kFixedWidthFields + "</table>"),
+            1);
+  EXPECT_EQ(ReadBytes(env_.Work("p.txt")), ReadBytes(DataFile("prova.txt")));
+  auto lines = env_.Lines();
+  EXPECT_THAT(lines, Contains("-- Trasferiti 3 records"));
+  EXPECT_THAT(lines, testing::Not(Contains(W("-- Trasferimento record n° 1"))));
+}
+
+TEST_P(ExportFiles, EmptyResultWritesAnEmptyTable) {
+  ASSERT_EQ(RunDriver("<table action=\"export\" format=\"xml\" name=\"PROVA\" columns=\"*\" where=\"1 = 0\" "
+                      "primarykey=\"CODICE\"/>"),
+            1);
+  EXPECT_EQ(ReadBytes(env_.Work("001_PROVA.xml")), ReadBytes(DataFile("empty.xml")));
+  EXPECT_TRUE(env_.HasLine("-- Trasferiti 0 records"));
+}
+
+TEST_P(ExportFiles, GeneratedNamesCountEveryDataStepAndEndInXml) {
+  ASSERT_EQ(RunDriver("<table action=\"export\" format=\"pdf\" name=\"PROVA\" columns=\"*\" filename=\"none.pdf\"/>"
+                      "<table action=\"export\" format=\"csv\" name=\"PROVA\" columns=\"*\"/>"
+                      "<query action=\"export\" format=\"txt\" tablename=\"Q\"><sql>SELECT CODICE FROM PROVA</sql></query>"),
+            1);
+  EXPECT_FALSE(std::filesystem::exists(env_.Work("none.pdf")));
+  EXPECT_TRUE(std::filesystem::exists(env_.Work("002_PROVA.xml")));
+  EXPECT_TRUE(std::filesystem::exists(env_.Work("003_Q.xml")));
+}
+
+TEST_P(ExportFiles, PlaceholdersInWhereAreSubstituted) {
+  CTarvoExchangeXML engine;
+  env_.Prepare(engine, EngineEnvironment::Driver(
+                           "<cd directory=\"@destfolder\"/>"
+                           "<table action=\"export\" format=\"csv\" name=\"PROVA\" columns=\"CODICE\" "
+                           "where=\"CODICE = '@code'\" filename=\"@code.csv\"/>"));
+  engine.SetSrcConfig(source_->Config());
+  engine.SetFilterParam("code", "B2");
+  ASSERT_EQ(engine.Run(), 1);
+  EXPECT_EQ(ReadBytes(env_.Work("B2.csv")), "B2\r\n");
+}
+
+TEST_P(ExportFiles, QuerySqlOnSeveralLinesBecomesOneLine) {
+  ASSERT_EQ(RunDriver("<query action=\"export\" format=\"csv\" tablename=\"Q\" filename=\"q.csv\"><sql>\n"
+                      "  SELECT CODICE\r\n  FROM PROVA\n  WHERE QTA = 42\n</sql></query>"),
+            1);
+  EXPECT_EQ(ReadBytes(env_.Work("q.csv")), "C,3\r\n");
+}
+
+TEST_P(ExportFiles, QueryInCdataHasNoSql) {
+  int result = RunDriver("<query action=\"export\" format=\"csv\" tablename=\"Q\" filename=\"q.csv\">"
+                         "<sql><![CDATA[SELECT CODICE FROM PROVA]]></sql></query>");
+  // The empty statement is the driver's to judge: SQLite refuses it, psqlODBC runs it with no result.
+  EXPECT_EQ(result, GetParam() == DbKind::kPostgreSQL ? 1 : 0);
+  EXPECT_EQ(ReadBytes(env_.Work("q.csv")), "");
+}
+
+TEST_P(ExportFiles, StopRequestWritesNoXmlFile) {
+  CTarvoExchangeXML engine;
+  CEvent stop;
+  stop.SetEvent();
+  env_.Prepare(engine, EngineEnvironment::Driver("<cd directory=\"@destfolder\"/>"
+                                                 "<table action=\"export\" format=\"xml\" name=\"PROVA\" columns=\"*\"/>"));
+  engine.SetSrcConfig(source_->Config());
+  engine.SetEventStop(stop);
+  EXPECT_EQ(engine.Run(), 0);
+  EXPECT_TRUE(env_.HasLine("Operazione interrotta dall'utente."));
+  EXPECT_FALSE(std::filesystem::exists(env_.Work("001_PROVA.xml")));
+}
+
+TEST_P(ExportFiles, NumberFormatAppliesToNumericColumns) {
+  source_->Execute("CREATE TABLE IMPORTI (X NUMERIC(10,2))");
+  source_->Execute("INSERT INTO IMPORTI VALUES (12.5)");
+  ASSERT_EQ(RunDriver("<table action=\"export\" format=\"txt\" name=\"IMPORTI\" columns=\"X\" filename=\"n.txt\">"
+                      "<fields><field name=\"X\" format=\"%08.2f\"/></fields></table>"),
+            1);
+  // The SQLite driver reports NUMERIC columns as double, to which a format does not apply.
+  EXPECT_EQ(ReadBytes(env_.Work("n.txt")), GetParam() == DbKind::kPostgreSQL ? "00012.50\r\n" : "12.5\r\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(Drivers, ExportFiles, testing::ValuesIn(AllDbKinds()), DbKindName);
+
+// --- Unwritable files ----------------------------------------------------------------------------
+TEST(UnwritableFile, FixedWidthShowsABoxEvenWhenNotVerboseCsvFailsSilently) {
+  ScratchDatabase db(DbKind::kSQLite);
+  CreateSample(db);
+  for (const char* format : {"txt", "csv"}) {
+    EngineEnvironment env;
+    CTarvoExchangeXML engine;
+    env.Prepare(engine, EngineEnvironment::Driver(std::string("<table action=\"export\" format=\"") + format +
+                                                  "\" name=\"PROVA\" columns=\"*\" filename=\"/no/such/dir/p\"/>"));
+    engine.SetSrcConfig(db.Config());
+    EXPECT_EQ(engine.Run(), 0) << format;
+    EXPECT_EQ(env.ui.boxes.size(), std::string(format) == "txt" ? 1u : 0u) << format;
+    EXPECT_EQ(env.Lines(), std::vector<std::string>{"Avvio trasferimento dati ..."}) << format;
+  }
+}
+
+// --- Type names ------------------------------------------------------------------------------
+TEST(ColumnType, OdbcTypesMapToTheDataFileNames) {
+  const std::pair<int, const char*> cases[] = {
+      {-7, "integer"}, {-6, "integer"}, {-5, "integer"}, {4, "integer"}, {5, "integer"}, {2, "number"},
+      {3, "number"},   {6, "float"},    {7, "double"},   {8, "double"},   {9, "date"},    {91, "date"},
+      {10, "time"},    {92, "time"},    {11, "datetime"}, {93, "datetime"}, {1, "string"}, {12, "string"},
+      {-1, "string"},  {-9, "string"},  {-2, "string"},  {0, "string"},   {1234, "string"}};
+  for (const auto& [type, name] : cases) EXPECT_EQ(CTarvoExchangeXML::GetColumnType(type), name) << type;
+}
+
+TEST(SqlText, TableStepBuildsItsSelect) {
+  EXPECT_EQ(CTarvoExchangeXML::ConstructSQLQuery("T", "A, B", "", ""), "SELECT A, B FROM T");
+  EXPECT_EQ(CTarvoExchangeXML::ConstructSQLQuery("T", "", "X = 1", "A"), "SELECT  FROM T WHERE X = 1 ORDER BY A");
+}
+
+// --- Field value formatting ------------------------------------------------------------------
+struct FormatCase {
+  const char* name;
+  const char* expression;  // a SQLite expression giving the value
+  CTarvoExchangeXML::CField field;
+  const char* expected;
+};
+
+CTarvoExchangeXML::CField Def(int length, int alignment, const char* pad = "", const char* constant = "",
+                              bool nullPadding = false, const char* format = "") {
+  CTarvoExchangeXML::CField f;
+  f.m_nLength = length;
+  f.m_nAlignment = alignment;
+  f.m_strPadding = pad;
+  f.m_strConstValue = constant;
+  f.m_bNullPadding = nullPadding;
+  f.m_strFormat = format;
+  return f;
+}
+
+class FieldFormatting : public testing::TestWithParam<FormatCase> {};
+
+TEST_P(FieldFormatting, GivesTheExpectedText) {
+  static ScratchDatabase db(DbKind::kSQLite);
+  static bool created = [] {
+    db.Execute("CREATE TABLE V (N INTEGER, T VARCHAR(20), D DATE, S TIMESTAMP, X NUMERIC(10,2))");
+    return true;
+  }();
+  (void)created;
+  db.Execute("DELETE FROM V");
+  db.Execute(std::string("INSERT INTO V (N, T, D, S) VALUES (42, 'ABC', '2026-03-01', '2026-03-01 10:20:30')"));
+  CODBCRecordset rs(&db.Db());
+  rs.Open(std::string("SELECT ") + GetParam().expression + " FROM V");
+  EXPECT_EQ(CTarvoExchangeXML::FormatFieldValue(GetParam().field, rs.Field(0)), GetParam().expected);
+}
+
+using F = CTarvoExchangeXML::CField;
+INSTANTIATE_TEST_SUITE_P(
+    Cases, FieldFormatting,
+    testing::Values(FormatCase{"PadLeftWithZeros", "N", Def(5, F::kLeft, "0"), "00042"},
+                    FormatCase{"PadRightWithZeros", "N", Def(5, F::kRight, "0"), "42000"},
+                    FormatCase{"NoAlignmentStaysShort", "N", Def(5, F::kNone, "0"), "42"},
+                    FormatCase{"PadWithDots", "T", Def(10, F::kRight, "."), "ABC......."},
+                    FormatCase{"OnlyFirstPaddingCharacterCounts", "T", Def(5, F::kLeft, "xy"), "xxABC"},
+                    FormatCase{"BlankWhenNoPaddingText", "T", Def(5, F::kLeft), "  ABC"},
+                    FormatCase{"LongValueIsCut", "'ABCDEFGHIJKL'", Def(10, F::kRight, "."), "ABCDEFGHIJ"},
+                    FormatCase{"NullGivesLengthInBlanks", "NULL", Def(4, F::kLeft, "0"), "    "},
+                    FormatCase{"NullWithoutLengthIsEmpty", "NULL", Def(0, F::kLeft), ""},
+                    FormatCase{"NullWithConstantGivesBlanks", "NULL", Def(3, F::kNone, "", "K"), "   "},
+                    FormatCase{"NullPaddingWritesTheConstant", "NULL", Def(3, F::kLeft, "", "K", true), "  K"},
+                    FormatCase{"NullPaddingPadsTheEmptyText", "NULL", Def(3, F::kLeft, "0", "", true), "000"},
+                    FormatCase{"ConstantReplacesValue", "T", Def(0, F::kNone, "", "K"), "K"},
+                    FormatCase{"DateFormat", "D", Def(0, F::kNone, "", "", false, "%d/%m/%Y"), "01/03/2026"},
+                    FormatCase{"TimestampFormat", "S", Def(0, F::kNone, "", "", false, "%H.%M"), "10.20"},
+                    FormatCase{"FormatIgnoredForIntegers", "N", Def(0, F::kNone, "", "", false, "%08.2f"), "42"},
+                    FormatCase{"FormatIgnoredForText", "T", Def(0, F::kNone, "", "", false, "%Y"), "ABC"},
+                    FormatCase{"FormatThenCut", "D", Def(4, F::kNone, "", "", false, "%Y%m%d"), "2026"}),
+    [](const testing::TestParamInfo<FormatCase>& i) { return std::string(i.param.name); });
+
+}  // namespace
+}  // namespace tarvo::test

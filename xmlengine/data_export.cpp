@@ -1,0 +1,256 @@
+// Writers of data files: the XML data file ("exchangedata"), CSV and fixed-width text, and the
+// field value formatting the three share.
+#include <strings.h>
+
+#include <ctime>
+
+#include <xercesc/dom/DOM.hpp>
+#include <xercesc/framework/LocalFileFormatTarget.hpp>
+#include <xercesc/util/XMLException.hpp>
+
+#include "platform/files.h"
+#include "platform/host_ui.h"
+#include "platform/odbc.h"
+#include "platform/stdio_file.h"
+#include "xmlengine/dom_support.h"
+#include "xmlengine/tarvo_exchange_xml.h"
+
+using tarvo::StrFormat;
+using tarvo::xml::XStr;
+using namespace xercesc;
+
+namespace {
+const char kDataEncoding[] = "iso8859-1";
+
+CString FormatDate(const CDBTimestamp& t, const CString& format) {
+  std::tm tm{};
+  tm.tm_year = t.year - 1900;
+  tm.tm_mon = t.month - 1;
+  tm.tm_mday = t.day;
+  tm.tm_hour = t.hour;
+  tm.tm_min = t.minute;
+  tm.tm_sec = t.second;
+  char buffer[512];
+  size_t n = std::strftime(buffer, sizeof buffer, format.c_str(), &tm);
+  return CString(buffer, n);
+}
+
+DOMImplementation* LsImplementation() { return DOMImplementationRegistry::getDOMImplementation(XStr("LS").c_str()); }
+}  // namespace
+
+bool CTarvoExchangeXML::NoCaseLess::operator()(const CString& a, const CString& b) const {
+  return strcasecmp(a.c_str(), b.c_str()) < 0;
+}
+
+CString CTarvoExchangeXML::GeneratedFileName(const CString& name) const {
+  return StrFormat("%03d_%s.xml", m_nFileCounter, name.c_str());
+}
+
+// ---------------------------------------------------------------------------------------------
+CString CTarvoExchangeXML::FormatFieldValue(const CField& d, const CDBField& v) {
+  CString text = v.AsString();
+  if (!d.m_strConstValue.empty()) {
+    text = d.m_strConstValue;
+  } else if (!d.m_strFormat.empty()) {
+    if (!v.IsNull() && tarvo::IsSqlDateType(v.GetSQLType()))
+      text = FormatDate(v.AsDate(), d.m_strFormat);
+    else if (v.GetSQLType() == kSqlNumeric)
+      text = StrFormat(d.m_strFormat.c_str(), v.AsDouble());
+  }
+  if (d.m_nLength > 0) {
+    size_t length = static_cast<size_t>(d.m_nLength);
+    if (text.size() > length) text.resize(length);
+    CString pad(length - text.size(), d.PadChar());
+    if (d.m_nAlignment == CField::kLeft) text = pad + text;
+    else if (d.m_nAlignment == CField::kRight) text += pad;
+  }
+  if (!d.m_bNullPadding && v.IsNull()) text = CString(static_cast<size_t>(std::max(d.m_nLength, 0)), ' ');
+  return text;
+}
+
+CString CTarvoExchangeXML::ColumnText(const CDBField& v, bool xmlDefaults) const {
+  auto it = m_mapFields.find(v.GetName());
+  if (it != m_mapFields.end()) {
+    if (!xmlDefaults || v.IsNull() || !it->second.m_strFormat.empty()) return FormatFieldValue(it->second, v);
+    // The XML writer gives dates and times a format of their own when the driver has none.
+    CField d = it->second;
+    CString type = GetColumnType(v.GetSQLType());
+    if (type == "date") d.m_strFormat = "%Y-%m-%d";
+    else if (type == "time") d.m_strFormat = "%H:%M:%S";
+    else if (type == "timestamp") d.m_strFormat = "%Y-%m-%d %H:%M:%S";
+    return FormatFieldValue(d, v);
+  }
+  if (v.IsNull()) return CString();
+  if (xmlDefaults) {
+    // Timestamps are named "datetime" and keep the database's own text form.
+    CString type = GetColumnType(v.GetSQLType());
+    if (type == "date") return FormatDate(v.AsDate(), "%Y-%m-%d");
+    if (type == "time") return FormatDate(v.AsDate(), "%H:%M:%S");
+  }
+  return v.AsString();
+}
+
+// ---------------------------------------------------------------------------------------------
+CTarvoExchangeXML::DOMDocument* CTarvoExchangeXML::CreateDataDocument() {
+  try {
+    DOMDocument* document = LsImplementation()->createDocument(nullptr, XStr("exchangedata").c_str(), nullptr);
+    return document;
+  } catch (const XMLException& e) {
+    Log("Errore durante la creazione del documento dati:\n   Dettagli: " + tarvo::xml::MessageOf(e), TMS_ERROR);
+  } catch (const DOMException& e) {
+    Log("Errore durante la creazione del documento dati:\n   Dettagli: " + tarvo::xml::MessageOf(e), TMS_ERROR);
+  }
+  return nullptr;
+}
+
+bool CTarvoExchangeXML::WriteDataFile(CString filename, DOMDocument* document) {
+  DOMImplementation* impl = LsImplementation();
+  DOMLSSerializer* writer = nullptr;
+  DOMLSOutput* output = nullptr;
+  std::unique_ptr<LocalFileFormatTarget> target;
+  bool ok = false;
+  try {
+    writer = impl->createLSSerializer();
+    writer->setNewLine(XStr("\r\n").c_str());
+    DOMConfiguration* config = writer->getDomConfig();
+    for (const XMLCh* feature : {XMLUni::fgDOMWRTSplitCdataSections, XMLUni::fgDOMWRTDiscardDefaultContent,
+                                 XMLUni::fgDOMWRTCanonicalForm, XMLUni::fgDOMWRTFormatPrettyPrint})
+      if (config->canSetParameter(feature, true)) config->setParameter(feature, true);
+    target = std::make_unique<LocalFileFormatTarget>(XStr(tarvo::NativePath(filename)).c_str());
+    output = impl->createLSOutput();
+    output->setByteStream(target.get());
+    output->setEncoding(XStr(kDataEncoding).c_str());
+    Log("- Creazione file dei dati " + filename + " in corso", TMS_INFO);
+    if (!writer->write(document, output)) throw tarvo::CFileException(filename, "scrittura non riuscita");
+    target->flush();
+    Log("- Creazione file dei dati terminata con successo", TMS_INFO);
+    ok = true;
+  } catch (const XMLException& e) {
+    Log("An error occured during parsing\n   Message: " + tarvo::xml::MessageOf(e), TMS_ERROR);
+  } catch (const tarvo::CException& e) {
+    Log("An error occured during parsing\n   Message: " + e.GetErrorMessage(), TMS_ERROR);
+  }
+  if (output) output->release();
+  target.reset();
+  if (writer) writer->release();
+  return ok;
+}
+
+bool CTarvoExchangeXML::Process_driverfile_ExportQueryXML(const CString& sql, const CString& table,
+                                                         const CString& primarykey, CString& filename) {
+  DOMDocument* document = CreateDataDocument();
+  if (!document) return false;
+  std::unique_ptr<DOMDocument, void (*)(DOMDocument*)> owner(document, [](DOMDocument* d) { d->release(); });
+  if (filename.empty()) filename = GeneratedFileName(table);
+  if (!IsOutDatabaseOpen() && !OpenOutDatabase(false)) return false;
+
+  int rows = 0;
+  try {
+    Log("- Avvio trasferimento tabella " + table, TMS_INFO);
+    CODBCRecordset rs(m_pOutDatabase);
+    rs.Open(sql);
+    DOMElement* tableElement = document->createElement(XStr("table").c_str());
+    tableElement->setAttribute(XStr("name").c_str(), XStr(tarvo::ToUpper(table)).c_str());
+    tableElement->setAttribute(XStr("primarykey").c_str(), XStr(tarvo::ToUpper(primarykey)).c_str());
+    document->getDocumentElement()->appendChild(tableElement);
+
+    // Names and types are the same on every row: convert them once.
+    const XStr record("record"), column("column"), number("number"), name("name"), type("type"),
+        isnull("isnull"), yes("yes"), no("no");
+    std::vector<XStr> names, types;
+    for (int i = 0; i < rs.GetFieldCount(); ++i) {
+      names.emplace_back(tarvo::ToUpper(rs.Field(i).GetName()));
+      types.emplace_back(GetColumnType(rs.Field(i).GetSQLType()));
+    }
+    const CString rowLine = tarvo::W("-- Trasferimento record n° %d");
+    while (!rs.IsEOF()) {
+      if (CtrlEventStop()) return false;
+      ++rows;
+      Log(StrFormat(rowLine.c_str(), rows), TMS_INFO);
+      DOMElement* recordElement = document->createElement(record.c_str());
+      recordElement->setAttribute(number.c_str(), XStr(std::to_string(rows)).c_str());
+      tableElement->appendChild(recordElement);
+      for (int i = 0; i < rs.GetFieldCount(); ++i) {
+        const CDBField& field = rs.Field(i);
+        DOMElement* columnElement = document->createElement(column.c_str());
+        columnElement->setAttribute(name.c_str(), names[static_cast<size_t>(i)].c_str());
+        columnElement->setAttribute(type.c_str(), types[static_cast<size_t>(i)].c_str());
+        columnElement->setAttribute(isnull.c_str(), field.IsNull() ? yes.c_str() : no.c_str());
+        CString text = ColumnText(field, true);
+        if (!text.empty()) columnElement->appendChild(document->createTextNode(XStr(text).c_str()));
+        recordElement->appendChild(columnElement);
+      }
+      rs.MoveNext();
+    }
+    rs.Close();
+  } catch (const CDBException& e) {
+    LogEx((e.m_strError + "\n").c_str(), -1, TMS_ERROR);
+    if (m_bVerbose) AfxMessageBox(e.m_strError, MB_ICONEXCLAMATION);
+    return false;
+  }
+  bool written = WriteDataFile(filename, document);
+  owner.reset();
+  Log(StrFormat("-- Trasferiti %d records", rows), TMS_INFO);
+  Log("- Fine trasferimento tabella " + table, TMS_INFO);
+  return written;
+}
+
+// ---------------------------------------------------------------------------------------------
+bool CTarvoExchangeXML::Process_driverfile_ExportQueryCSV(const CString& sql, const CString& table,
+                                                         const CString&, CString& filename, bool append) {
+  return ExportQueryText(sql, table, filename, append, true);
+}
+
+bool CTarvoExchangeXML::Process_driverfile_ExportQueryTXT(const CString& sql, const CString& table,
+                                                         const CString&, CString& filename, bool append) {
+  return ExportQueryText(sql, table, filename, append, false);
+}
+
+bool CTarvoExchangeXML::ExportQueryText(const CString& sql, const CString& table, CString& filename, bool append,
+                                        bool csv) {
+  if (filename.empty()) filename = GeneratedFileName(table);
+  CStdioFile file;
+  try {
+    file.Open(tarvo::NativePath(filename), append ? CStdioFile::Mode::kAppend : CStdioFile::Mode::kWrite);
+  } catch (const tarvo::CFileException& e) {
+    // A fixed-width file that cannot be written is always shown; a CSV file fails silently.
+    if (!csv) AfxMessageBox(e.GetErrorMessage(), MB_ICONERROR);
+    return false;
+  }
+  if (!IsOutDatabaseOpen() && !OpenOutDatabase(false)) return false;
+
+  try {
+    Log("- Avvio trasferimento tabella " + table, TMS_INFO);
+    CODBCRecordset rs(m_pOutDatabase);
+    rs.Open(sql);
+    int rows = 0;
+    CString line;
+    while (!rs.IsEOF()) {
+      if (CtrlEventStop()) return false;
+      line.clear();
+      for (int i = 0; i < rs.GetFieldCount(); ++i) {
+        if (csv && i > 0) line += ',';
+        line += ColumnText(rs.Field(i), false);
+      }
+      line += "\r\n";
+      file.WriteString(line);
+      ++rows;
+      rs.MoveNext();
+    }
+    rs.Close();
+    Log(StrFormat("-- Trasferiti %d records", rows), TMS_INFO);
+    Log("- Fine trasferimento tabella " + table, TMS_INFO);
+  } catch (const CDBException& e) {
+    LogEx((e.m_strError + "\n").c_str(), -1, TMS_ERROR);
+    if (m_bVerbose) AfxMessageBox(e.m_strError, MB_ICONEXCLAMATION);
+    return false;
+  } catch (const tarvo::CFileException& e) {
+    if (csv) throw;
+    CString message = e.GetErrorMessage().substr(0, 1024);
+    Log(message, TMS_ERROR);
+    if (m_bVerbose) AfxMessageBox(message, MB_ICONERROR);
+    return false;
+  }
+  file.Close();
+  return true;
+}

@@ -1,0 +1,198 @@
+// CTarvoExchangeXML: the generic procedure of the types "xmlexport" and "xmlimport". It reads a
+// driver file from the "exchange" folder under the application's root folder and carries out its
+// elements in document order (parameter checks and dialog, working folder, table and query
+// exports to XML, CSV and fixed-width data files, imports of data files, SQL statements, commands,
+// archives, file deletion and HTTP transfers). The first step that fails ends the run.
+//
+// Ownership and threads as for every CTarvoImport: the host owns the object and destroys it with
+// Delete; Run executes on one worker thread and throws nothing. The XML parser exists only during
+// a run. `cd` changes the process's current folder; Run restores the folder it started in.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <vector>
+
+#include <xercesc/dom/DOMDocument.hpp>
+#include <xercesc/dom/DOMElement.hpp>
+#include <xercesc/parsers/XercesDOMParser.hpp>
+
+#include "framework/tarvo_import.h"
+
+class CDBField;
+class DOMTreeErrorReporter;
+
+class CTarvoExchangeXML : public CTarvoImport {
+ public:
+  using DOMDocument = xercesc::DOMDocument;
+  using DOMElement = xercesc::DOMElement;
+  using CStringArray = std::vector<CString>;
+
+  // One field definition of a `table` or `query` step (a `field` element).
+  class CField {
+   public:
+    enum EAlignment { kNone = 0, kLeft = 1, kRight = 2 };
+    int m_nAlignment = kNone;  // "padding": left, right, anything else
+    CString m_strName;         // "name"; also the key of the definition
+    int m_nLength = 0;         // "length": width in a fixed-width file
+    CString m_strPadding;      // "strpadding": the fill character (first one counts)
+    CString m_strConstValue;   // "constvalue", placeholders substituted
+    bool m_bNullPadding = false;  // "nullpadding" = yes: a NULL is formatted like any value
+    CString m_strFormat;       // "format": strftime codes for dates, printf codes for numerics
+    int m_nStart = 0;          // "start": position in a fixed-width line, from 0
+
+    // The fill character: the first of the padding text, a blank when it is empty.
+    char PadChar() const { return m_strPadding.empty() ? ' ' : m_strPadding[0]; }
+  };
+
+  // One column value of an imported row.
+  class CColumn {
+   public:
+    CString m_strName;
+    CString m_strValue;
+    CString m_strType;  // data file type name; empty for fixed-width rows
+    bool m_bIsNull = false;
+    bool m_bOnlyInsert = false;  // written when the row is inserted, never when it is updated
+  };
+
+  // One imported row and what writing it did.
+  class CRecord : public std::vector<CColumn> {
+   public:
+    enum EOperation { kNone = 0, kInsert = 2, kUpdate = 3 };
+    int m_nColumns = 0;
+    CString m_strTable;
+    CString m_strPrimaryKey;  // alternatives separated by "|", columns by blanks or commas
+    CString m_strCondition;   // key condition built from the specification
+    CString m_strColumns;     // column list of the SELECT
+    CString m_strError;       // last database error text
+    int m_nOperation = kNone;
+  };
+
+  // Column names compare without regard to case (PostgreSQL reports them in lower case).
+  struct NoCaseLess {
+    bool operator()(const CString& a, const CString& b) const;
+  };
+  using FieldMap = std::map<CString, CField, NoCaseLess>;
+  using Handler = bool (CTarvoExchangeXML::*)(DOMElement*);
+
+  CTarvoExchangeXML();
+  ~CTarvoExchangeXML() override;
+
+  // 1 done, 0 a step failed or the driver could not be read, -1 no driver to run.
+  int Run() override;
+
+  // The handler of a driver element by its exact name; null for names the engine ignores.
+  static Handler FindHandler(const CString& elementName);
+
+  // Key condition of a row from its key specification (the record's primary key and columns).
+  static CString BuildKeyCondition(const CRecord& record);
+  // The text written for a value under a field definition (shared by the three writers).
+  static CString FormatFieldValue(const CField& field, const CDBField& value);
+  // "SELECT columns FROM table[ WHERE where][ ORDER BY orderby]".
+  static CString ConstructSQLQuery(const CString& table, const CString& columns, const CString& where,
+                                   const CString& orderby);
+  // Type name of the data file for an ODBC SQL type.
+  static CString GetColumnType(int sqlType);
+
+  // Produced data files, in order (read by `zipfile`).
+  const CStringArray& GetProducedFiles() const { return m_arrFiles; }
+  int GetFileCounter() const { return m_nFileCounter; }
+  const FieldMap& GetFieldDefinitions() const { return m_mapFields; }
+
+ protected:
+  // --- interpreter: driver file, dispatcher and the small steps ---
+  void CreateDOMParser();
+  void ReleaseDOMParser();
+  DOMDocument* ReadDriver(CString path);
+  bool ExecuteTransfer(DOMDocument* driver);
+  CString GetAttributeValue(DOMElement* element, CString name);
+
+  bool DOMElement_driverfile_exchagedriver(DOMElement* root);
+  bool DOMElement_driverfile_checkparam(DOMElement* element);
+  bool Process_driverfile_CheckParam(bool srcdsn, bool srcdsnusername, bool srcdsnpassword, bool destdsn,
+                                     bool destdsnusername, bool destdsnpassword, bool srcfolder, bool destfolder,
+                                     bool httpserver, bool httpurl, bool httpusername, bool httppassword,
+                                     bool ftpserver, bool ftpusername, bool ftppassword, bool ftpfolder);
+  bool DOMElement_driverfile_cd(DOMElement* element);
+  bool DOMElement_driverfile_parser(DOMElement* element);
+  bool DOMElement_driverfile_param(DOMElement* element);
+
+  // --- table and query steps, field definitions ---
+  bool DOMElement_driverfile_table(DOMElement* element);
+  bool DOMElement_driverfile_query(DOMElement* element);
+  bool DOMElement_driverfile_fields(DOMElement* element);
+  bool DOMElement_driverfile_field(DOMElement* element);
+
+  // --- writers of data files ---
+  bool Process_driverfile_ExportQueryXML(const CString& sql, const CString& table, const CString& primarykey,
+                                         CString& filename);
+  bool Process_driverfile_ExportQueryCSV(const CString& sql, const CString& table, const CString& primarykey,
+                                         CString& filename, bool append);
+  bool Process_driverfile_ExportQueryTXT(const CString& sql, const CString& table, const CString& primarykey,
+                                         CString& filename, bool append);
+  DOMDocument* CreateDataDocument();
+  bool WriteDataFile(CString filename, DOMDocument* document);
+
+  // --- readers of data files ---
+  bool Process_driverfile_ImportTableXML(const CString& table, const CString& columns, const CString& where,
+                                         const CString& orderby, const CString& primarykey, CString filename);
+  bool Process_driverfile_ImportTableTXT(const CString& table, const CString& columns, const CString& where,
+                                         const CString& orderby, const CString& primarykey, CString filename);
+  bool DOMElement_importfile_exchagedata(DOMElement* root);
+  bool DOMElement_importfile_table(DOMElement* element);
+  bool DOMElement_importfile_execute(DOMElement* element);
+  bool Process_importfile_ImportTableXML(DOMElement* table, const CString& name, const CString& primarykey);
+  bool Process_importfile_Execute(const CString& sql);
+  // Runs one statement at once on the destination (`destination`) or the source database, between
+  // the lines "- Avvio esecuzione locale query ..." and "- Fine esecuzione locale query ...".
+  bool RunLocalStatement(const CString& sql, bool destination);
+  // Looks the row up by its key, then updates or inserts it; false with m_strError on failure.
+  bool WriteRecord(CRecord& record);
+  // Logs the outcome of one written row; false when the user chose to stop the import.
+  bool LogRecordOutcome(const CRecord& record, int number, bool written, bool errorWithLogEx);
+
+  // --- local actions (driver_actions.cpp) ---
+  bool DOMElement_driverfile_execute(DOMElement* element);
+  bool Process_driverfile_Execute(const CString& sql, CString& filename);
+  bool DOMElement_driverfile_localexecute(DOMElement* element);
+  bool Process_driverfile_Localexecute(const CString& sql, const CString& target);
+  bool DOMElement_driverfile_command(DOMElement* element);
+  bool DOMElement_driverfile_delfile(DOMElement* element);
+  bool DOMElement_driverfile_zipfile(DOMElement* element);
+  bool Process_driverfile_ZipFileCompress(const CString& archive);
+  bool Process_driverfile_ZipFileExtract(const CString& archive);
+  bool MakeZipFile(const CString& archive);
+
+  // --- remote actions (driver_actions.cpp) ---
+  bool DOMElement_driverfile_httpupload(DOMElement* element);
+  bool Process_driverfile_HttpUpload(const CString& server, const CString& url, const CString& username,
+                                     const CString& password, const CString& filename);
+  bool DOMElement_driverfile_httpdownload(DOMElement* element);
+  bool Process_driverfile_HttpDownload(const CString& server, const CString& url, const CString& username,
+                                       const CString& password, const CString& filename);
+  bool DOMElement_driverfile_ftpupload(DOMElement* element);
+  bool DOMElement_driverfile_ftpdownload(DOMElement* element);
+  bool Process_driverfile_FtpDownload(const CString& server, const CString& folder, const CString& username,
+                                      const CString& password, const CString& filename);
+  bool Process_driverfile_FtpUpload(const CString& server, const CString& folder, const CString& username,
+                                    const CString& password, const CString& filename);
+
+  // The concatenated plain text children of an element (CDATA sections and comments skipped).
+  static CString GetElementText(DOMElement* element);
+
+  FieldMap m_mapFields;                 // field definitions of the current table or query step
+  CStringArray m_arrFiles;              // data files written by table, query and execute
+  CString m_strZipFile;                 // "filename" of the last zipfile element
+  int m_nFileCounter = 0;               // numbers generated data-file names; never reset
+  CString m_strStartDir;                // current folder when the run started
+  std::unique_ptr<xercesc::XercesDOMParser> m_pParser;
+  std::unique_ptr<DOMTreeErrorReporter> m_pErrorReporter;
+
+ private:
+  // The common loop of the CSV and fixed-width writers.
+  bool ExportQueryText(const CString& sql, const CString& table, CString& filename, bool append, bool csv);
+  // "%03d_%s.xml" of the data-file counter and `name`.
+  CString GeneratedFileName(const CString& name) const;
+  // Value of a result column for the text and XML writers.
+  CString ColumnText(const CDBField& value, bool xmlDefaults) const;
+};
