@@ -4,6 +4,7 @@
 #include <signal.h>
 
 #include <filesystem>
+#include <memory>
 
 #include <algorithm>
 #include <cstring>
@@ -224,14 +225,33 @@ TEST(List, AFileWithoutTheProcedureTableFails) {
 }
 
 // --- a real procedure end to end -----------------------------------------------------------------
-// These need the Solvar article master export (1008); until it is built they are skipped.
+// The sample driver that exports the article master, run by the driver engine.
 
-constexpr long kArticleExport = 1008;
-
-bool Built(long number) {
-  const ProcedureEntry* e = FindProcedure(number);
-  return e && e->create;
-}
+class DriverRun : public InitializedDb {
+ protected:
+  void SetUp() override {
+    InitializedDb::SetUp();
+    std::unique_ptr<CTarvoImport> engine(CreateDriverProcedure());
+    if (!engine || !FindEmbeddedFile("xmlengine/drivers/articoli_export.xml"))
+      GTEST_SKIP() << "the driver engine or its article export driver is not built";
+    root_ = dir_.File("root");
+    out_ = dir_.File("out");
+    std::filesystem::create_directories(out_);
+    ASSERT_EQ(Host({"init", "--db", db_, "--demo", "--force", "--root-dir", root_}).exit_code, 0);
+    CDatabase db;
+    db.OpenEx(db_);
+    CODBCRecordset rs(&db);
+    rs.Open("SELECT NUMERO FROM ESPORTAZIONE WHERE PARAMETRI = 'DRVFILE=articoli_export.xml'");
+    ASSERT_FALSE(rs.IsEOF());
+    number_ = std::to_string(rs.Field(0).AsLong());
+  }
+  std::vector<std::string> RunArgs(std::vector<std::string> extra = {}) {
+    std::vector<std::string> args = {"run", number_, "--db", db_, "--root-dir", root_, "--out-dir", out_};
+    args.insert(args.end(), extra.begin(), extra.end());
+    return args;
+  }
+  std::string root_, out_, number_;
+};
 
 // The lines a run printed, without the host's own notes and status tags.
 std::vector<std::string> ProcedureLines(const std::string& out) {
@@ -249,59 +269,52 @@ std::vector<std::string> ProcedureLines(const std::string& out) {
   return lines;
 }
 
-TEST_F(InitializedDb, ARunPrintsItsLinesAndAppendsThemToTheLogFileInWindows1252) {
-  if (!Built(kArticleExport)) GTEST_SKIP() << "procedure 1008 is not built yet";
-  std::string out_dir = dir_.File("out"), log = dir_.File("run.log");
-  std::filesystem::create_directories(out_dir);
+TEST_F(DriverRun, PrintsEveryLineAndAppendsThemToTheLogFileInWindows1252) {
+  std::string log = dir_.File("run.log");
   tarvo::WriteFileBytes(log, "giorno prima\n");
-  ProcessResult r = Host({"run", "1008", "--db", db_, "--out-dir", out_dir, "--batch", "--log-file", log});
+  ProcessResult r = Host(RunArgs({"--batch", "--log-file", log}));
   EXPECT_EQ(r.exit_code, 0) << r.out << r.err;
-  // Every line went to one of the two streams and to the log file, which holds Windows-1252.
-  std::vector<std::string> printed = ProcedureLines(r.out), errors = ProcedureLines(r.err);
-  ASSERT_FALSE(printed.empty());
-  printed.insert(printed.end(), errors.begin(), errors.end());
+  EXPECT_EQ(r.err, "");
+  EXPECT_TRUE(Contains(r.out, "[info] -- Trasferimento record n° 1\n")) << r.out;  // no terminal: every row
+  EXPECT_TRUE(std::filesystem::exists(out_ + "/006_ARTICOLO.xml"));
+  std::vector<std::string> printed = ProcedureLines(r.out);
   CString bytes = tarvo::ReadFileBytes(log);
   ASSERT_TRUE(bytes.starts_with("giorno prima\n"));
-  std::vector<std::string> logged = ProcedureLines(tarvo::Cp1252ToUtf8(bytes.substr(13)));
-  std::sort(printed.begin(), printed.end());
-  std::sort(logged.begin(), logged.end());
-  EXPECT_EQ(logged, printed);
+  EXPECT_TRUE(Contains(bytes, "-- Trasferimento record n\xB0 1\n"));
+  EXPECT_EQ(ProcedureLines(tarvo::Cp1252ToUtf8(bytes.substr(13))), printed);
 }
 
-TEST_F(InitializedDb, ErrorLinesOfARunGoToStderrOnly) {
-  if (!Built(kArticleExport)) GTEST_SKIP() << "procedure 1008 is not built yet";
-  ProcessResult r = Host({"run", "1008", "--db", db_, "--src", "DRIVER={SQLite3};Database=/nonexistent/x/y.db",
-                          "--out-dir", dir_.Path(), "--batch"});
-  EXPECT_NE(r.exit_code, 0);
+TEST_F(DriverRun, ErrorLinesGoToStderrOnlyAndTheResultSetsTheExitCode) {
+  ProcessResult r = Host(RunArgs({"--src", "DRIVER={SQLite3};Database=/nonexistent/x/y.db", "--batch"}));
+  EXPECT_EQ(r.exit_code, 1) << r.out << r.err;
   EXPECT_TRUE(Contains(r.err, "[errore] - Impossibile connettersi al database sorgente")) << r.err;
   EXPECT_FALSE(Contains(r.out, "Impossibile connettersi")) << r.out;
+  EXPECT_TRUE(Contains(r.out, "ended with result 0")) << r.out;
 }
 
-TEST_F(InitializedDb, CtrlCDuringALongRunAsksTheProcedureToStopAndASecondSaysItIsStopping) {
-  if (!Built(kArticleExport)) GTEST_SKIP() << "procedure 1008 is not built yet";
+TEST_F(DriverRun, CtrlCStopsALongRunAtTheNextRow) {
   {
     CDatabase db;
     db.OpenEx(db_);
     db.ExecuteSQL(
         "INSERT INTO ARTICOLO (ID, DESCRIZIONE, ID_UNITA_MISURA, CODICE_IVA, ID_CATEGORIA, ID_FAMIGLIA, "
-        "ID_GRUPPO, PREZZO) WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 300000) "
+        "ID_GRUPPO, PREZZO) WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 50000) "
         "SELECT printf('Z%07d', i), 'Articolo ' || i, a.ID_UNITA_MISURA, a.CODICE_IVA, a.ID_CATEGORIA, "
         "a.ID_FAMIGLIA, a.ID_GRUPPO, a.PREZZO FROM n, (SELECT * FROM ARTICOLO LIMIT 1) a");
   }
-  Subprocess child({TARVO_HOST_EXE, "run", "1008", "--db", db_, "--out-dir", dir_.Path(), "--batch"}, {}, {},
-                   {{"TARVO_EXCHANGE_CONFIG", ""}});
-  ASSERT_TRUE(child.WaitForOutput([](const std::string& out, const std::string&) { return !out.empty(); }));
-  child.Signal(SIGINT);
-  child.WaitForOutput([](const std::string& out, const std::string&) { return Contains(out, "stop requested"); },
-                      10s);
+  std::vector<std::string> args = RunArgs({"--batch"});
+  args.insert(args.begin(), TARVO_HOST_EXE);
+  Subprocess child(args, {}, {}, {{"TARVO_EXCHANGE_CONFIG", ""}});
+  ASSERT_TRUE(child.WaitForOutput(
+      [](const std::string& out, const std::string&) { return Contains(out, "Trasferimento record n° 2\n"); }));
+  auto signalled = std::chrono::steady_clock::now();
   child.Signal(SIGINT);
   ProcessResult r = child.Finish();
+  EXPECT_LT(std::chrono::steady_clock::now() - signalled, 20s);
+  EXPECT_EQ(r.exit_code, 1) << r.out << r.err;  // the procedure's result 0
   EXPECT_TRUE(Contains(r.out, "stop requested")) << r.out;
-  EXPECT_TRUE(Contains(r.out, "already stopping")) << r.out;  // 1008 does not stop between rows
-  // The export may finish its file before it looks at the event; either way the exit code is
-  // the procedure's result.
-  EXPECT_TRUE(r.exit_code == 0 || r.exit_code == 1) << r.exit_code;
-  EXPECT_TRUE(Contains(r.out, r.exit_code == 0 ? "ended with result 1" : "ended with result 0")) << r.out;
+  EXPECT_TRUE(Contains(r.err, "[errore] Operazione interrotta dall'utente.")) << r.err;
+  EXPECT_FALSE(Contains(r.out, "Trasferimento record n° 50030\n"));
 }
 
 }  // namespace
