@@ -12,6 +12,7 @@
 #include "platform/host_ui.h"
 #include "platform/odbc.h"
 #include "platform/stdio_file.h"
+#include "xmlengine/data_file_stream.h"
 #include "xmlengine/dom_support.h"
 #include "xmlengine/tarvo_exchange_xml.h"
 
@@ -127,6 +128,9 @@ bool CTarvoExchangeXML::WriteDataFile(CString filename, DOMDocument* document) {
     ok = true;
   } catch (const XMLException& e) {
     Log("An error occured during parsing\n   Message: " + tarvo::xml::MessageOf(e), TMS_ERROR);
+  } catch (const DOMException& e) {
+    // The serializer refuses characters that XML does not allow.
+    Log("An error occured during parsing\n   Message: " + tarvo::xml::MessageOf(e), TMS_ERROR);
   } catch (const tarvo::CException& e) {
     Log("An error occured during parsing\n   Message: " + e.GetErrorMessage(), TMS_ERROR);
   }
@@ -136,50 +140,41 @@ bool CTarvoExchangeXML::WriteDataFile(CString filename, DOMDocument* document) {
   return ok;
 }
 
+// The data file is streamed record by record (CDataFileStream) rather than built as a document:
+// the bytes and the log lines are those of the document written by WriteDataFile, without holding
+// the whole result in memory.
 bool CTarvoExchangeXML::Process_driverfile_ExportQueryXML(const CString& sql, const CString& table,
                                                          const CString& primarykey, CString& filename) {
-  DOMDocument* document = CreateDataDocument();
-  if (!document) return false;
-  std::unique_ptr<DOMDocument, void (*)(DOMDocument*)> owner(document, [](DOMDocument* d) { d->release(); });
   if (filename.empty()) filename = GeneratedFileName(table);
   if (!IsOutDatabaseOpen() && !OpenOutDatabase(false)) return false;
 
+  const CString path = tarvo::NativePath(filename);
+  CDataFileStream stream(path);
   int rows = 0;
+  CString writeError;
   try {
     Log("- Avvio trasferimento tabella " + table, TMS_INFO);
     CODBCRecordset rs(m_pOutDatabase);
     rs.Open(sql);
-    DOMElement* tableElement = document->createElement(XStr("table").c_str());
-    tableElement->setAttribute(XStr("name").c_str(), XStr(tarvo::ToUpper(table)).c_str());
-    tableElement->setAttribute(XStr("primarykey").c_str(), XStr(tarvo::ToUpper(primarykey)).c_str());
-    document->getDocumentElement()->appendChild(tableElement);
-
-    // Names and types are the same on every row: convert them once.
-    const XStr record("record"), column("column"), number("number"), name("name"), type("type"),
-        isnull("isnull"), yes("yes"), no("no");
-    std::vector<XStr> names, types;
+    stream.BeginTable(tarvo::ToUpper(table), tarvo::ToUpper(primarykey));
+    // Names and types are the same on every row: escape them once.
+    std::vector<CString> names, types;
     for (int i = 0; i < rs.GetFieldCount(); ++i) {
-      names.emplace_back(tarvo::ToUpper(rs.Field(i).GetName()));
-      types.emplace_back(GetColumnType(rs.Field(i).GetSQLType()));
+      names.push_back(stream.EscapeAttribute(tarvo::ToUpper(rs.Field(i).GetName())));
+      types.push_back(GetColumnType(rs.Field(i).GetSQLType()));
     }
     const CString rowLine = tarvo::W("-- Trasferimento record n° %d");
     while (!rs.IsEOF()) {
       if (CtrlEventStop()) return false;
       ++rows;
       Log(StrFormat(rowLine.c_str(), rows), TMS_INFO);
-      DOMElement* recordElement = document->createElement(record.c_str());
-      recordElement->setAttribute(number.c_str(), XStr(std::to_string(rows)).c_str());
-      tableElement->appendChild(recordElement);
+      stream.BeginRecord(rows);
       for (int i = 0; i < rs.GetFieldCount(); ++i) {
         const CDBField& field = rs.Field(i);
-        DOMElement* columnElement = document->createElement(column.c_str());
-        columnElement->setAttribute(name.c_str(), names[static_cast<size_t>(i)].c_str());
-        columnElement->setAttribute(type.c_str(), types[static_cast<size_t>(i)].c_str());
-        columnElement->setAttribute(isnull.c_str(), field.IsNull() ? yes.c_str() : no.c_str());
-        CString text = ColumnText(field, true);
-        if (!text.empty()) columnElement->appendChild(document->createTextNode(XStr(text).c_str()));
-        recordElement->appendChild(columnElement);
+        stream.Column(names[static_cast<size_t>(i)], types[static_cast<size_t>(i)], field.IsNull(),
+                      ColumnText(field, true));
       }
+      stream.EndRecord();
       rs.MoveNext();
     }
     rs.Close();
@@ -187,9 +182,31 @@ bool CTarvoExchangeXML::Process_driverfile_ExportQueryXML(const CString& sql, co
     LogEx((e.m_strError + "\n").c_str(), -1, TMS_ERROR);
     if (m_bVerbose) AfxMessageBox(e.m_strError, MB_ICONEXCLAMATION);
     return false;
+  } catch (const tarvo::CFileException& e) {
+    // A write error while streaming is reported where the document would have been written.
+    writeError = e.GetErrorMessage();
   }
-  bool written = WriteDataFile(filename, document);
-  owner.reset();
+
+  bool written = false;
+  const CString failure = "An error occured during parsing\n   Message: ";
+  if (!stream.IsOpen()) {
+    Log(failure + stream.OpenError(), TMS_ERROR);
+  } else {
+    Log("- Creazione file dei dati " + filename + " in corso", TMS_INFO);
+    if (!writeError.empty()) {
+      Log(failure + writeError, TMS_ERROR);
+    } else if (!stream.IsValid()) {
+      Log(failure + "invalid or illegal XML character", TMS_ERROR);
+    } else {
+      try {
+        stream.Commit();
+        Log("- Creazione file dei dati terminata con successo", TMS_INFO);
+        written = true;
+      } catch (const tarvo::CFileException& e) {
+        Log(failure + e.GetErrorMessage(), TMS_ERROR);
+      }
+    }
+  }
   Log(StrFormat("-- Trasferiti %d records", rows), TMS_INFO);
   Log("- Fine trasferimento tabella " + table, TMS_INFO);
   return written;
