@@ -69,25 +69,28 @@ CString CTarvoExchangeXML::FormatFieldValue(const CField& d, const CDBField& v) 
   return text;
 }
 
-CString CTarvoExchangeXML::ColumnText(const CDBField& v, bool xmlDefaults) const {
-  auto it = m_mapFields.find(v.GetName());
-  if (it != m_mapFields.end()) {
-    if (!xmlDefaults || v.IsNull() || !it->second.m_strFormat.empty()) return FormatFieldValue(it->second, v);
-    // The XML writer gives dates and times a format of their own when the driver has none.
-    CField d = it->second;
-    CString type = GetColumnType(v.GetSQLType());
-    if (type == "date") d.m_strFormat = "%Y-%m-%d";
-    else if (type == "time") d.m_strFormat = "%H:%M:%S";
-    else if (type == "timestamp") d.m_strFormat = "%Y-%m-%d %H:%M:%S";
-    return FormatFieldValue(d, v);
+std::vector<CTarvoExchangeXML::CColumnPlan> CTarvoExchangeXML::PlanColumns(CODBCRecordset& rs, bool xml) const {
+  std::vector<CColumnPlan> plans(static_cast<size_t>(rs.GetFieldCount()));
+  for (int i = 0; i < rs.GetFieldCount(); ++i) {
+    CColumnPlan& plan = plans[static_cast<size_t>(i)];
+    plan.type = GetColumnType(rs.Field(i).GetSQLType());
+    // Only the XML writer gives dates and times a format of their own; timestamps are named
+    // "datetime" and keep the database's text form.
+    if (xml && plan.type == "date") plan.defaultFormat = "%Y-%m-%d";
+    else if (xml && plan.type == "time") plan.defaultFormat = "%H:%M:%S";
+    auto it = m_mapFields.find(rs.Field(i).GetName());
+    if (it == m_mapFields.end()) continue;
+    plan.hasField = true;
+    plan.field = it->second;
+    if (plan.field.m_strFormat.empty()) plan.field.m_strFormat = plan.defaultFormat;
   }
+  return plans;
+}
+
+CString CTarvoExchangeXML::ColumnText(const CColumnPlan& plan, const CDBField& v) {
+  if (plan.hasField) return FormatFieldValue(plan.field, v);
   if (v.IsNull()) return CString();
-  if (xmlDefaults) {
-    // Timestamps are named "datetime" and keep the database's own text form.
-    CString type = GetColumnType(v.GetSQLType());
-    if (type == "date") return FormatDate(v.AsDate(), "%Y-%m-%d");
-    if (type == "time") return FormatDate(v.AsDate(), "%H:%M:%S");
-  }
+  if (!plan.defaultFormat.empty()) return FormatDate(v.AsDate(), plan.defaultFormat);
   return v.AsString();
 }
 
@@ -157,12 +160,10 @@ bool CTarvoExchangeXML::Process_driverfile_ExportQueryXML(const CString& sql, co
     CODBCRecordset rs(m_pOutDatabase);
     rs.Open(sql);
     stream.BeginTable(tarvo::ToUpper(table), tarvo::ToUpper(primarykey));
-    // Names and types are the same on every row: escape them once.
-    std::vector<CString> names, types;
-    for (int i = 0; i < rs.GetFieldCount(); ++i) {
-      names.push_back(stream.EscapeAttribute(tarvo::ToUpper(rs.Field(i).GetName())));
-      types.push_back(GetColumnType(rs.Field(i).GetSQLType()));
-    }
+    // Names, types and definitions are the same on every row: look them up once.
+    const std::vector<CColumnPlan> plans = PlanColumns(rs, true);
+    std::vector<CString> names;
+    for (int i = 0; i < rs.GetFieldCount(); ++i) names.push_back(stream.EscapeAttribute(tarvo::ToUpper(rs.Field(i).GetName())));
     const CString rowLine = tarvo::W("-- Trasferimento record n° %d");
     while (!rs.IsEOF()) {
       if (CtrlEventStop()) return false;
@@ -171,8 +172,8 @@ bool CTarvoExchangeXML::Process_driverfile_ExportQueryXML(const CString& sql, co
       stream.BeginRecord(rows);
       for (int i = 0; i < rs.GetFieldCount(); ++i) {
         const CDBField& field = rs.Field(i);
-        stream.Column(names[static_cast<size_t>(i)], types[static_cast<size_t>(i)], field.IsNull(),
-                      ColumnText(field, true));
+        const auto column = static_cast<size_t>(i);
+        stream.Column(names[column], plans[column].type, field.IsNull(), ColumnText(plans[column], field));
       }
       stream.EndRecord();
       rs.MoveNext();
@@ -242,12 +243,13 @@ bool CTarvoExchangeXML::ExportQueryText(const CString& sql, const CString& table
     rs.Open(sql);
     int rows = 0;
     CString line;
+    const std::vector<CColumnPlan> plans = PlanColumns(rs, false);
     while (!rs.IsEOF()) {
       if (CtrlEventStop()) return false;
       line.clear();
       for (int i = 0; i < rs.GetFieldCount(); ++i) {
         if (csv && i > 0) line += ',';
-        line += ColumnText(rs.Field(i), false);
+        line += ColumnText(plans[static_cast<size_t>(i)], rs.Field(i));
       }
       line += "\r\n";
       file.WriteString(line);

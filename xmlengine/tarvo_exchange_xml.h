@@ -20,6 +20,7 @@
 #include "framework/tarvo_import.h"
 
 class CDBField;
+class CODBCRecordset;
 class DOMTreeErrorReporter;
 
 class CTarvoExchangeXML : public CTarvoImport {
@@ -193,6 +194,14 @@ class CTarvoExchangeXML : public CTarvoImport {
   bool ExportQueryText(const CString& sql, const CString& table, CString& filename, bool append, bool csv);
   // "%03d_%s.xml" of the data-file counter and `name`.
   CString GeneratedFileName(const CString& name) const;
-  // Value of a result column for the text and XML writers.
-  CString ColumnText(const CDBField& value, bool xmlDefaults) const;
+  // How the writers turn one result column into text: its type name, the driver's definition if
+  // any, and the XML writer's own date or time format.
+  struct CColumnPlan {
+    CString type;
+    bool hasField = false;
+    CField field;
+    CString defaultFormat;
+  };
+  std::vector<CColumnPlan> PlanColumns(CODBCRecordset& rs, bool xml) const;
+  static CString ColumnText(const CColumnPlan& plan, const CDBField& value);
 };
