@@ -74,6 +74,15 @@ class CTarvoExchangeXML : public CTarvoImport {
     bool operator()(const CString& a, const CString& b) const;
   };
   using FieldMap = std::map<CString, CField, NoCaseLess>;
+
+  // What an import learns once per destination table and column list (the SQL types of its
+  // columns) and the statements it prepares once; emptied at the end of each import step.
+  struct CImportCache {
+    std::map<CString, std::vector<int>> columnTypes;  // per record column; kUnknownColumn if absent
+    std::map<CString, std::unique_ptr<CODBCStatement>> statements;
+  };
+  static constexpr int kUnknownColumn = -32768;
+
   using Handler = bool (CTarvoExchangeXML::*)(DOMElement*);
 
   CTarvoExchangeXML();
@@ -139,10 +148,13 @@ class CTarvoExchangeXML : public CTarvoImport {
                                          const CString& orderby, const CString& primarykey, CString filename);
   bool Process_driverfile_ImportTableTXT(const CString& table, const CString& columns, const CString& where,
                                          const CString& orderby, const CString& primarykey, CString filename);
-  bool DOMElement_importfile_exchagedata(DOMElement* root);
-  bool DOMElement_importfile_table(DOMElement* element);
-  bool DOMElement_importfile_execute(DOMElement* element);
-  bool Process_importfile_ImportTableXML(DOMElement* table, const CString& name, const CString& primarykey);
+  // The events of an XML data file being read (CDataFileReader): a table begins (opens the
+  // destination database), a record is written, a table ends (totals).
+  bool Process_importfile_BeginTable(const CString& name);
+  bool Process_importfile_Record(CRecord& record, int number);
+  void Process_importfile_EndTable(const CString& name, int records);
+  // An `execute` of a data file: line ends removed, trimmed, placeholders substituted, then run.
+  bool Process_importfile_ExecuteText(const CString& text);
   bool Process_importfile_Execute(const CString& sql);
   // Runs one statement at once on the destination (`destination`) or the source database, between
   // the lines "- Avvio esecuzione locale query ..." and "- Fine esecuzione locale query ...".
@@ -188,6 +200,8 @@ class CTarvoExchangeXML : public CTarvoImport {
   CString m_strStartDir;                // current folder when the run started
   std::unique_ptr<xercesc::XercesDOMParser> m_pParser;
   std::unique_ptr<DOMTreeErrorReporter> m_pErrorReporter;
+
+  std::unique_ptr<CImportCache> m_pImportCache;
 
  private:
   // The common loop of the CSV and fixed-width writers.

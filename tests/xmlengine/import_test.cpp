@@ -231,7 +231,9 @@ TEST_P(ImportFiles, MissingDataFileFails) {
                                                  "<table action=\"import\" format=\"txt\" filename=\"/no/such.txt\"/>"));
   engine.SetDestConfig(target_->Config());
   EXPECT_EQ(engine.Run(), 0);
-  EXPECT_THAT(env_.Lines(), Contains(HasSubstr("Errore nel file ")));
+  EXPECT_EQ(env_.Lines(), (std::vector<std::string>{"Avvio trasferimento dati ...",
+                                                     "Errore durante la lettura del driver",
+                                                     "   Dettagli: unable to open primary document entity '/no/such.xml'"}));
 }
 
 // --- Fixed-width files -----------------------------------------------------------------------
