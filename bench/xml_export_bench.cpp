@@ -182,7 +182,10 @@ int main(int argc, char** argv) {
   auto xmlWindow = InChild([&] { return RunWithWindow(Driver(table + " format=\"xml\" filename=\"a.xml\"/>"), source, ""); });
   Report("engine XML export with a window", xmlWindow.first, xml.first, 1.2);
 
-  if (argc > 2 && std::string(argv[2]) == "export") return 0;
+  if (argc > 2 && std::string(argv[2]) == "export") {
+    fs::remove_all(g_dir);
+    return 0;
+  }
   const std::string import = Driver("<table action=\"import\" format=\"xml\" filename=\"a.xml\"/>");
   CreateCompanyDatabase(target);
   auto first = InChild([&] { return RunDriver(import, "", target); });

@@ -233,8 +233,22 @@ bool CTarvoExchangeXML::Process_driverfile_ImportTableXML(const CString&, const 
   return ok;
 }
 
-bool CTarvoExchangeXML::Process_importfile_BeginTable(const CString& name) {
+bool CTarvoExchangeXML::OpenDestinationForImport() {
   if (!IsInDatabaseOpen() && !OpenInDatabase(false)) return false;
+  if (m_pInDatabase->GetDialect() == EDialect::kSQLite) {
+    // Every row is its own transaction: checkpoint the write-ahead log less often than after
+    // every thousand pages. Committed rows stay safe: the log is written before each commit ends.
+    try {
+      m_pInDatabase->ExecuteSQL("PRAGMA wal_autocheckpoint = 20000");
+    } catch (const CDBException&) {
+      // A database not in WAL mode has no log to checkpoint.
+    }
+  }
+  return true;
+}
+
+bool CTarvoExchangeXML::Process_importfile_BeginTable(const CString& name) {
+  if (!OpenDestinationForImport()) return false;
   Log("- Avvio trasferimento tabella " + name, TMS_INFO);
   return true;
 }
@@ -283,7 +297,7 @@ bool CTarvoExchangeXML::Process_driverfile_ImportTableTXT(const CString& table, 
                                                          const CString&, const CString& primarykey,
                                                          CString filename) {
   Log("- Avvio trasferimento tabella " + table, TMS_INFO);
-  if (!IsInDatabaseOpen() && !OpenInDatabase(false)) return false;
+  if (!OpenDestinationForImport()) return false;
   ImportCacheScope cacheScope(m_pImportCache);
   CStdioFile file;
   try {

@@ -159,6 +159,8 @@ class CTarvoExchangeXML : public CTarvoImport {
   // Runs one statement at once on the destination (`destination`) or the source database, between
   // the lines "- Avvio esecuzione locale query ..." and "- Fine esecuzione locale query ...".
   bool RunLocalStatement(const CString& sql, bool destination);
+  // Opens the destination database if needed and sets it up for row-by-row writing.
+  bool OpenDestinationForImport();
   // Looks the row up by its key, then updates or inserts it; false with m_strError on failure.
   bool WriteRecord(CRecord& record);
   // Logs the outcome of one written row; false when the user chose to stop the import.
