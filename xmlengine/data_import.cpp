@@ -167,10 +167,10 @@ bool CTarvoExchangeXML::WriteRecord(CRecord& record) {
       sql = "UPDATE " + record.m_strTable + " SET " + names;
       if (dialect == EDialect::kSQLite) {
         sql += " WHERE rowid = ?";
-        values.push_back(std::strtoll(rowValue.c_str(), nullptr, 10));
+        values.emplace_back(std::in_place_type<long long>, std::strtoll(rowValue.c_str(), nullptr, 10));
       } else if (dialect == EDialect::kPostgreSQL) {
         sql += " WHERE ctid = CAST(? AS tid)";
-        values.push_back(rowValue);
+        values.emplace_back(std::in_place_type<CString>, rowValue);
       } else {
         sql += where;
       }

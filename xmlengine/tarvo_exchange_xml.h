@@ -206,6 +206,9 @@ class CTarvoExchangeXML : public CTarvoImport {
   std::unique_ptr<CImportCache> m_pImportCache;
 
  private:
+  // Runs the writer of `format` ("xml", "csv", "txt"); any other format writes nothing and succeeds.
+  bool ExportQuery(const CString& format, const CString& sql, const CString& table, const CString& primarykey,
+                   CString& filename, bool append);
   // The common loop of the CSV and fixed-width writers.
   bool ExportQueryText(const CString& sql, const CString& table, CString& filename, bool append, bool csv);
   // "%03d_%s.xml" of the data-file counter and `name`.
