@@ -75,8 +75,9 @@ class CTarvoExchangeXML : public CTarvoImport {
   };
   using FieldMap = std::map<CString, CField, NoCaseLess>;
 
-  // What an import learns once per destination table and column list (the SQL types of its
-  // columns) and the statements it prepares once; emptied at the end of each import step.
+  // Internal to the import steps: what an import learns once per destination table and column
+  // list (the SQL types of its columns) and the statements it prepares once; emptied at the end
+  // of each import step, so it never outlives the destination connection.
   struct CImportCache {
     std::map<CString, std::vector<int>> columnTypes;  // per record column; kUnknownColumn if absent
     std::map<CString, std::unique_ptr<CODBCStatement>> statements;
@@ -104,15 +105,16 @@ class CTarvoExchangeXML : public CTarvoImport {
   // Type name of the data file for an ODBC SQL type.
   static CString GetColumnType(int sqlType);
 
-  // Produced data files, in order (read by `zipfile`).
+  // Data files written so far by table, query and execute steps, in order (packed by `zipfile`),
+  // and the counter that numbers generated file names; neither is reset between runs.
   const CStringArray& GetProducedFiles() const { return m_arrFiles; }
   int GetFileCounter() const { return m_nFileCounter; }
-  const FieldMap& GetFieldDefinitions() const { return m_mapFields; }
 
  protected:
   // --- interpreter: driver file, dispatcher and the small steps ---
   void CreateDOMParser();
   void ReleaseDOMParser();
+  // The parsed driver, owned by the caller, or null (the error reporter or a log line says why).
   DOMDocument* ReadDriver(CString path);
   bool ExecuteTransfer(DOMDocument* driver);
   CString GetAttributeValue(DOMElement* element, CString name);
