@@ -1,9 +1,9 @@
 // Readers of data files: XML data files ("exchangedata") and fixed-width text laid out by the
 // step's field definitions. Every row is looked up by its key and updated, or else inserted; no
 // transaction covers an import, so the rows written before a failure or a stop stay written.
+#include <algorithm>
 #include <cstdlib>
 
-#include <xercesc/dom/DOM.hpp>
 #include <xercesc/util/XMLException.hpp>
 
 #include "platform/files.h"
@@ -15,9 +15,6 @@
 #include "xmlengine/tarvo_exchange_xml.h"
 
 using tarvo::StrFormat;
-using tarvo::xml::ToLocal;
-using tarvo::xml::XStr;
-using xercesc::DOMNode;
 
 namespace {
 bool IsKeySeparator(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == ','; }
@@ -225,7 +222,11 @@ bool CTarvoExchangeXML::Process_driverfile_ImportTableXML(const CString&, const 
   try {
     ok = CDataFileReader::Read(path, m_pErrorReporter.get(), nullptr) &&
          CDataFileReader::Read(path, m_pErrorReporter.get(), &events);
+  } catch (const CDBException& e) {
+    LogEx(("Errore nella base dati: " + e.m_strError + "\n").c_str(), -1, TMS_ERROR);
+    if (m_bVerbose) AfxMessageBox(e.m_strError, MB_ICONEXCLAMATION);
   } catch (const xercesc::XMLException& e) {
+    // The wording names the driver for data files too.
     CString message = tarvo::xml::MessageOf(e);
     LogEx(("Errore durante la lettura del driver\n   Dettagli: " + message + "\n").c_str(), -1, TMS_ERROR);
     if (m_bVerbose) AfxMessageBox(message, MB_ICONEXCLAMATION);
