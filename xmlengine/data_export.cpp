@@ -2,6 +2,8 @@
 // field value formatting the three share.
 #include <strings.h>
 
+#include <cctype>
+#include <cstring>
 #include <ctime>
 
 #include <xercesc/dom/DOM.hpp>
@@ -36,6 +38,26 @@ CString FormatDate(const CDBTimestamp& t, const CString& format) {
   return CString(buffer, n);
 }
 
+// True when `format` is a printf format for one double ("%08.2f", "EUR %.2f", "%%"-escapes
+// allowed); a driver's format of any other shape is not applied, so it cannot misread the value.
+bool IsNumberFormat(const CString& format) {
+  int conversions = 0;
+  for (size_t i = 0; i < format.size(); ++i) {
+    if (format[i] != '%') continue;
+    if (++i < format.size() && format[i] == '%') continue;
+    while (i < format.size() && std::strchr("-+ #0", format[i])) ++i;
+    while (i < format.size() && std::isdigit(static_cast<unsigned char>(format[i]))) ++i;
+    if (i < format.size() && format[i] == '.') {
+      ++i;
+      while (i < format.size() && std::isdigit(static_cast<unsigned char>(format[i]))) ++i;
+    }
+    if (i < format.size() && format[i] == 'l') ++i;
+    if (i >= format.size() || !std::strchr("eEfFgGaA", format[i])) return false;
+    ++conversions;
+  }
+  return conversions == 1;
+}
+
 DOMImplementation* LsImplementation() { return DOMImplementationRegistry::getDOMImplementation(XStr("LS").c_str()); }
 }  // namespace
 
@@ -55,7 +77,7 @@ CString CTarvoExchangeXML::FormatFieldValue(const CField& d, const CDBField& v) 
   } else if (!d.m_strFormat.empty()) {
     if (!v.IsNull() && tarvo::IsSqlDateType(v.GetSQLType()))
       text = FormatDate(v.AsDate(), d.m_strFormat);
-    else if (v.GetSQLType() == kSqlNumeric)
+    else if (v.GetSQLType() == kSqlNumeric && IsNumberFormat(d.m_strFormat))
       text = StrFormat(d.m_strFormat.c_str(), v.AsDouble());
   }
   if (d.m_nLength > 0) {

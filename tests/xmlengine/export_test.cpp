@@ -171,6 +171,11 @@ TEST_P(ExportFiles, NumberFormatAppliesToNumericColumns) {
             1);
   // The SQLite driver reports NUMERIC columns as double, to which a format does not apply.
   EXPECT_EQ(ReadBytes(env_.Work("n.txt")), GetParam() == DbKind::kPostgreSQL ? "00012.50\r\n" : "12.5\r\n");
+  // A format that is not one number conversion is not applied.
+  ASSERT_EQ(RunDriver("<table action=\"export\" format=\"txt\" name=\"IMPORTI\" columns=\"X\" filename=\"s.txt\">"
+                      "<fields><field name=\"X\" format=\"%s %n %f\"/></fields></table>"),
+            1);
+  EXPECT_EQ(ReadBytes(env_.Work("s.txt")), "12.5\r\n");
 }
 
 INSTANTIATE_TEST_SUITE_P(Drivers, ExportFiles, testing::ValuesIn(AllDbKinds()), DbKindName);
