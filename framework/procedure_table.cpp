@@ -3,6 +3,9 @@
 #include "framework/exchange_factory.h"
 #include "xmlengine/tarvo_exchange_xml.h"
 
+#include "dbexchange/exchange_articoli.h"
+#include "partners/solvar/export_solvar_articoli.h"
+
 namespace {
 template <class T>
 CTarvoImport* Make() {
@@ -14,7 +17,7 @@ CTarvoImport* CreateDriverProcedure() { return new CTarvoExchangeXML; }
 
 const std::vector<ProcedureEntry>& KnownProcedures() {
   static const std::vector<ProcedureEntry> table = {
-      {1, "CTarvoImportWebArticoli", "Importazione articoli da database web/agente", nullptr},
+      {1, "CTarvoImportWebArticoli", "Importazione articoli da database web/agente", Make<CTarvoImportWebArticoli>},
       {2, "CTarvoImportSolvarArticoli", "Importazione anagrafica articoli Solvar", nullptr},
       {3, "CTarvoImportSolvarAzienda", "Importazione clienti Solvar", nullptr},
       {4, "CTarvoImportWebOrdini", "Importazione ordini da database web/agente", nullptr},
@@ -31,13 +34,13 @@ const std::vector<ProcedureEntry>& KnownProcedures() {
       {17, "CTarvoImportSolvarPellorArticoli", "Importazione combinata articoli", nullptr},
       {21, "CTarvoImportSolvarArticoliNuovi", "Importazione nuovi articoli Solvar", nullptr},
       {1001, "CTarvoExportMediaCatalogo", "Esportazione catalogo multimediale XML", nullptr},
-      {1002, "CTarvoExportWebArticoli", "Esportazione articoli verso database web/agente", nullptr},
+      {1002, "CTarvoExportWebArticoli", "Esportazione articoli verso database web/agente", Make<CTarvoExportWebArticoli>},
       {1003, "CTarvoExportWebClienti", "Esportazione clienti verso database web", nullptr},
       {1004, "CTarvoExportWebOrdini", "Esportazione ordini verso database web/agente", nullptr},
       {1005, "CTarvoHttpUpload", "Pubblicazione foto articoli via HTTP", nullptr},
       {1006, "CTarvoExportWebStatoOrdini", "Esportazione stato ordini verso database web", nullptr},
       {1007, "CTarvoExportSolvarOrdini", "Esportazione ordini Solvar", nullptr},
-      {1008, "CTarvoExportSolvarArticoli", "Esportazione anagrafica articoli Solvar", nullptr},
+      {1008, "CTarvoExportSolvarArticoli", "Esportazione anagrafica articoli Solvar", Make<CTarvoExportSolvarArticoli>},
       {1009, "CTarvoExportWebFatture", "Esportazione fatture verso database agente", nullptr},
       {1010, "CTarvoExportWebProvvigioni", "Esportazione provvigioni verso database agente", nullptr},
       {1012, "CTarvoExportPellorOrdini", "Esportazione ordini Pellor", nullptr},

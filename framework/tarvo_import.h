@@ -131,6 +131,19 @@ class CTarvoImport {
   static bool Xerces_StartPlatform();
   static bool Xerces_StopPlatform();
 
+  // --- transfer support: libcurl callbacks and file digest (framework/transfer_support.cpp) ---
+  // Writes the received bytes to `file` (a CStdioFile open for binary writing); returns the
+  // count. A failed write throws tarvo::CFileException.
+  static size_t WriteCallback(void* data, size_t size, size_t count, void* file);
+  // Logs the download progress of `procedure` (a CTarvoImport) as a TMS_INFO line; always 0.
+  static int ProgressCallback(void* procedure, double dlTotal, double dlNow, double ulTotal, double ulNow);
+  // Passes a server reply to the log of `procedure`; on a stop request logs the interruption
+  // and returns 0, which aborts the transfer.
+  static size_t ResponseCallback(void* data, size_t size, size_t count, void* procedure);
+  // MD5 of a file as 32 upper-case hexadecimal digits, read in blocks. Throws the hash library's
+  // exception when the file cannot be read.
+  static CString DigestFile(const CString& path);
+
  protected:
   void AddDefaultParams();
 

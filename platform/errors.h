@@ -26,15 +26,18 @@ class CException : public std::runtime_error {
   ErrorKind kind_;
 };
 
-// A file that cannot be opened, read, written or removed.
+// A file that cannot be opened, read, written or removed; `cause` is the system error number
+// (errno) when one is known, else 0.
 class CFileException : public CException {
  public:
-  CFileException(const CString& path, const CString& message)
-      : CException(ErrorKind::kEnvironment, message), path_(path) {}
+  CFileException(const CString& path, const CString& message, int cause = 0)
+      : CException(ErrorKind::kEnvironment, message), path_(path), cause_(cause) {}
   const CString& Path() const { return path_; }
+  int Cause() const { return cause_; }
 
  private:
   CString path_;
+  int cause_;
 };
 
 // A network transfer that failed (curl, FTP): the message holds the library's text.

@@ -188,13 +188,15 @@ long CDatabase::ExecuteSQL(const CString& sql, const std::vector<CDBValue>& para
 }
 
 namespace {
-// A SQLite trigger body holds statements of its own: the trigger ends at "END;".
+// A SQLite trigger ("CREATE TRIGGER ... BEGIN stmt; stmt; END") ends at the ";" after its END.
 bool InsideTriggerBody(const CString& statement) {
-  CString t = ToUpper(Trim(statement));
-  if (t.rfind("CREATE TRIGGER", 0) != 0 && t.rfind("CREATE TEMP TRIGGER", 0) != 0) return false;
-  if (t.find("BEGIN") == CString::npos) return false;
-  return !(t.size() >= 3 && t.compare(t.size() - 3, 3, "END") == 0 &&
-           (t.size() == 3 || !std::isalnum(static_cast<unsigned char>(t[t.size() - 4]))));
+  CString upper = ToUpper(Trim(statement));
+  if (upper.rfind("CREATE", 0) != 0) return false;
+  size_t trigger = upper.find("TRIGGER");
+  size_t begin = upper.find("BEGIN");
+  if (trigger == CString::npos || begin == CString::npos || begin < trigger) return false;
+  return !(upper.size() >= begin + 8 && upper.ends_with("END") &&
+           !std::isalnum(static_cast<unsigned char>(upper[upper.size() - 4])) && upper[upper.size() - 4] != '_');
 }
 }  // namespace
 

@@ -67,6 +67,11 @@ void CConfigAdministrator::SetKey(const CString& name, const CString& value) {
   S().keys[name] = value;
 }
 
+int CConfigAdministrator::GetPrecisionePrezzi() { return static_cast<int>(GetKeyLong("precisione/prezzi", 2)); }
+int CConfigAdministrator::GetPrecisioneIVA() { return static_cast<int>(GetKeyLong("precisione/iva", 2)); }
+int CConfigAdministrator::GetPrecisioneSconti() { return static_cast<int>(GetKeyLong("precisione/sconti", 2)); }
+int CConfigAdministrator::GetPrecisioneTotali() { return static_cast<int>(GetKeyLong("precisione/totali", 2)); }
+
 void CConfigAdministrator::Clear() {
   std::lock_guard<std::mutex> lock(S().mutex);
   S().keys.clear();

@@ -25,6 +25,14 @@ class CConfigAdministrator {
   static CString GetKey(const CString& name, const CString& defaultValue = CString());
   static long GetKeyLong(const CString& name, long defaultValue);
   static void SetKey(const CString& name, const CString& value);
+  // The key as text; the empty text when it is missing.
+  static CString GetParam(const CString& name) { return GetKey(name); }
+  // Decimals of prices, VAT rates, discounts and totals: the keys "precisione/prezzi",
+  // "precisione/iva", "precisione/sconti" and "precisione/totali"; 2 when missing or not a number.
+  static int GetPrecisionePrezzi();
+  static int GetPrecisioneIVA();
+  static int GetPrecisioneSconti();
+  static int GetPrecisioneTotali();
   static void Clear();  // forgets every setting and key (tests)
 };
 

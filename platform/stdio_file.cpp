@@ -10,7 +10,10 @@ void CStdioFile::Open(const CString& path, Mode mode) {
   Close();
   const char* m = mode == Mode::kRead ? "rb" : mode == Mode::kWrite ? "wb" : "ab";
   file_ = std::fopen(path.c_str(), m);
-  if (!file_) throw CFileException(path, "Impossibile aprire il file " + path + ": " + tarvo::GetSystemError());
+  if (!file_) {
+    int err = errno;
+    throw CFileException(path, "Impossibile aprire il file " + path + ": " + tarvo::SystemErrorText(err), err);
+  }
   path_ = path;
 }
 
@@ -25,8 +28,10 @@ void CStdioFile::WriteString(const CString& text) { Write(text.data(), text.size
 void CStdioFile::Write(const void* data, size_t length) {
   std::lock_guard<std::mutex> lock(mutex_);
   if (!file_) throw CFileException(path_, "File non aperto");
-  if (length && std::fwrite(data, 1, length, file_) != length)
-    throw CFileException(path_, "Errore di scrittura nel file " + path_ + ": " + tarvo::GetSystemError());
+  if (length && std::fwrite(data, 1, length, file_) != length) {
+    int err = errno;
+    throw CFileException(path_, "Errore di scrittura nel file " + path_ + ": " + tarvo::SystemErrorText(err), err);
+  }
 }
 
 void CStdioFile::Flush() {

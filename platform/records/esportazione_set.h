@@ -1,33 +1,20 @@
-// CEsportazioneSet: the procedure table ESPORTAZIONE, one row per exchange procedure.
-// Columns: NUMERO (key), DESCRIZIONE, TIPO, PARAMETRI, PARSER, PARSER_FLAG, PARSER_FLAG2,
-// PARSER_FLAG3. Read-only, on a database the caller owns; one thread at a time.
-// Open and MoveNext throw CDBException.
+// CEsportazioneSet: the procedure table ESPORTAZIONE (key NUMERO), one row per exchange procedure:
+// its number, description, type, parameter string, dialog name and dialog settings.
+// Usage, ownership and errors: CRecordSetBase.
 #pragma once
 
-#include "platform/odbc.h"
+#include "platform/records/record_set.h"
 
-class CEsportazioneSet {
+class CEsportazioneSet : public CRecordSetBase {
  public:
-  explicit CEsportazioneSet(CDatabase* db) : rs_(db) {}
+  explicit CEsportazioneSet(CDatabase* db) : CRecordSetBase(db, "ESPORTAZIONE", "NUMERO", "TIPO") {}
 
-  long m_NUMERO = 0;
-  CString m_DESCRIZIONE;
-  CString m_TIPO;
-  CString m_PARAMETRI;
-  CString m_PARSER;
-  long m_PARSER_FLAG = 0;
-  long m_PARSER_FLAG2 = 0;
-  long m_PARSER_FLAG3 = 0;
-
-  CString m_strFilter;  // SQL condition, as given (no parameters)
-  CString m_strSort;
-
-  bool Open();
-  void Close() { rs_.Close(); }
-  bool IsEOF() const { return rs_.IsEOF(); }
-  void MoveNext();
-
- private:
-  void Load();
-  CODBCRecordset rs_;
+  long& m_NUMERO = Long("NUMERO");
+  CString& m_DESCRIZIONE = Text("DESCRIZIONE");
+  CString& m_TIPO = Text("TIPO");
+  CString& m_PARAMETRI = Text("PARAMETRI");
+  CString& m_PARSER = Text("PARSER");
+  long& m_PARSER_FLAG = Long("PARSER_FLAG");
+  long& m_PARSER_FLAG2 = Long("PARSER_FLAG2");
+  long& m_PARSER_FLAG3 = Long("PARSER_FLAG3");
 };

@@ -117,3 +117,12 @@ TEST(SqlScript, SplitsOnSemicolonsOutsideQuotesCommentsAndDollarBodies) {
   ASSERT_EQ(trigger.size(), 2u);
   EXPECT_EQ(trigger[1], "SELECT 1");
 }
+
+TEST(SqlScript, SqliteTriggerBodyEndsAtItsEnd) {
+  auto parts = SplitSqlScript(
+      "CREATE TRIGGER T AFTER INSERT ON A\nBEGIN\n  UPDATE B SET N = N + 1;\n  DELETE FROM C;\nEND;\n"
+      "CREATE TRIGGER P AFTER INSERT ON A FOR EACH ROW EXECUTE FUNCTION F();\nSELECT 1;");
+  ASSERT_EQ(parts.size(), 3u);
+  EXPECT_TRUE(parts[0].ends_with("DELETE FROM C;\nEND"));
+  EXPECT_EQ(parts[2], "SELECT 1");
+}

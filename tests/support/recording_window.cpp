@@ -32,6 +32,18 @@ bool RecordingWindow::WaitFinished(std::chrono::milliseconds timeout) {
   return true;
 }
 
+bool RecordingWindow::WaitForLine(const std::string& text, std::chrono::milliseconds timeout) {
+  auto deadline = std::chrono::steady_clock::now() + timeout;
+  for (size_t seen = 0;; ) {
+    for (; seen < lines_.size(); ++seen)
+      if (lines_[seen].text == text) return true;
+    if (finished_) return false;
+    auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+    if (left.count() <= 0) return false;
+    if (auto m = GetMessage(left)) Take(*m);
+  }
+}
+
 std::vector<std::string> RecordingWindow::Texts() const {
   std::vector<std::string> out;
   for (const auto& l : lines_) out.push_back(l.text);

@@ -21,6 +21,8 @@ class RecordingWindow : public CWnd {
   void Drain();
   // Drains until the finished notification arrives or `timeout` passes; true if it arrived.
   bool WaitFinished(std::chrono::milliseconds timeout = std::chrono::seconds(60));
+  // Drains until a line with exactly `text` arrives (true), the run finishes or `timeout` passes.
+  bool WaitForLine(const std::string& text, std::chrono::milliseconds timeout = std::chrono::seconds(60));
   const std::vector<PostedLine>& Lines() const { return lines_; }
   std::vector<std::string> Texts() const;
   bool Finished() const { return finished_; }

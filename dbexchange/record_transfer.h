@@ -1,0 +1,66 @@
+// Row copying between the out database (the source) and the in database (the destination), as
+// every database exchange does it: rows are read from a record set on the out database and
+// written, by key, into a record set of the same class on the in database; insert when the key
+// is missing, overwrite column by column when it exists; never delete, never compare values.
+//
+// The partner imports use the same key lookup (AddOrEdit, DoubleQuotes) and column access.
+// These are helpers over CRecordSetBase and CTarvoImport; they own nothing and keep no state.
+// Use them from the procedure's worker thread. Database failures propagate as CDBException (the
+// procedure's own handler logs them and rolls back); the functions themselves catch nothing.
+#pragma once
+
+#include <functional>
+#include <vector>
+
+#include "framework/tarvo_import.h"
+#include "platform/records/record_set.h"
+
+namespace tarvo::exchange {
+
+// The direction flag of an export/import pair: 1 export, 0 import. Only words of the log (and,
+// for orders, the modified flag) depend on it; which database is read is fixed by the host.
+inline const char* DirectionWord(int direction) { return direction ? "esportazione" : "importazione"; }
+
+// Doubles every single quote, for a value pasted between quotes into a filter.
+CString DoubleQuotes(const CString& value);
+
+// The current value of a column (by binding position) as text; NULL gives "".
+CString FieldText(const CRecordSetBase& record, int index);
+
+// Columns [first, first + count) in binding order.
+struct CColumnRange {
+  int first;
+  int count;
+};
+
+// Copies the listed columns of the source's current row into the target's row being added or
+// edited: values as read, NULL state included.
+void CopyFields(const CRecordSetBase& source, CRecordSetBase& target, const std::vector<CColumnRange>& columns);
+
+// Positions `target` with `filter` (requery when open, open otherwise) and starts a new row when
+// nothing matches, or an edit of the row found. Returns true when a row was found.
+bool AddOrEdit(CRecordSetBase& target, const CString& filter);
+
+// Stop test of a row loop: when the host's stop event is set, logs "Operazione interrotta
+// dall'utente." (error) and the same words without the full stop (plain), and returns true.
+bool InterruptRequested(CTarvoImport& procedure);
+
+// One table of a row-by-row copy.
+struct CTableCopy {
+  CString sort;                       // source sort
+  CString filter;                     // source filter; empty: every row
+  CString keyFilter;                  // target filter with one "%s" for the key (column 0)
+  std::vector<CColumnRange> columns;  // columns copied
+  // The key is doubled in the source row itself, so the target receives the doubled key (the
+  // article rule); otherwise only the filter sees the doubled copy.
+  bool doubleKeyInPlace = false;
+  // The row's log line (plain status), written before the key is touched.
+  std::function<CString(const CRecordSetBase& source)> rowLine;
+};
+
+// Copies every source row into the target as `copy` says, testing the stop event before each
+// row. Opens the source, closes source and target at the end. Returns false when it stopped on
+// request (the two interruption lines are logged). Throws CDBException.
+bool CopyTable(CTarvoImport& procedure, CRecordSetBase& source, CRecordSetBase& target, const CTableCopy& copy);
+
+}  // namespace tarvo::exchange

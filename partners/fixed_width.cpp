@@ -1,0 +1,185 @@
+#include "partners/fixed_width.h"
+
+#include <cctype>
+#include <charconv>
+#include <clocale>
+#include <cstdio>
+#include <locale.h>
+
+#include <type_traits>
+
+#include "platform/errors.h"
+#include "platform/files.h"
+
+namespace tarvo::partner {
+
+namespace {
+
+// The "C" locale, made once; printf under it always writes a point.
+locale_t CLocale() {
+  static locale_t c = newlocale(LC_ALL_MASK, "C", static_cast<locale_t>(nullptr));
+  return c;
+}
+
+// Length of the numeric prefix of text[pos..]: digits, an optional point with digits, an optional
+// exponent. `digits` tells whether any digit was seen.
+size_t NumericPrefix(const CString& text, size_t pos, bool allowFraction, bool* digits) {
+  size_t i = pos;
+  *digits = false;
+  while (i < text.size() && std::isdigit(static_cast<unsigned char>(text[i]))) ++i, *digits = true;
+  if (!allowFraction) return i - pos;
+  if (i < text.size() && text[i] == '.') {
+    ++i;
+    while (i < text.size() && std::isdigit(static_cast<unsigned char>(text[i]))) ++i, *digits = true;
+  }
+  if (*digits && i < text.size() && (text[i] == 'e' || text[i] == 'E')) {
+    size_t j = i + 1;
+    if (j < text.size() && (text[j] == '+' || text[j] == '-')) ++j;
+    size_t k = j;
+    while (k < text.size() && std::isdigit(static_cast<unsigned char>(text[k]))) ++k;
+    if (k > j) i = k;
+  }
+  return i - pos;
+}
+
+// Leading blanks and an optional sign; returns the position after them.
+size_t SkipBlanksAndSign(const CString& text, bool* negative) {
+  size_t i = 0;
+  while (i < text.size() && std::isspace(static_cast<unsigned char>(text[i]))) ++i;
+  *negative = false;
+  if (i < text.size() && (text[i] == '+' || text[i] == '-')) *negative = text[i++] == '-';
+  return i;
+}
+
+}  // namespace
+
+// The leading number of a text as atof/atol read it; 0 when there is none.
+template <class T>
+T LeadingNumber(const CString& text) {
+  bool negative = false, digits = false;
+  size_t start = SkipBlanksAndSign(text, &negative);
+  size_t len = NumericPrefix(text, start, std::is_floating_point_v<T>, &digits);
+  T value = 0;
+  if (digits) std::from_chars(text.data() + start, text.data() + start + len, value);
+  return negative ? -value : value;
+}
+
+double TextToDouble(const CString& text) { return LeadingNumber<double>(text); }
+long TextToLong(const CString& text) { return LeadingNumber<long>(text); }
+
+CString FormatWithPattern(const char* pattern, double value) {
+  locale_t previous = uselocale(CLocale());
+  char buffer[512];
+  int n = std::snprintf(buffer, sizeof buffer, pattern, value);
+  uselocale(previous);
+  return CString(buffer, n > 0 ? std::min<size_t>(static_cast<size_t>(n), sizeof buffer - 1) : 0);
+}
+
+CString DecimalPattern(int width, int precision, bool sign) {
+  return sign ? StrFormat("%%+0%d.%df", width, precision) : StrFormat("%%0%d.%df", width, precision);
+}
+
+CString IntegerPattern(int width) { return StrFormat("%%0%dd", width); }
+
+CString FitText(const CString& value, int width, EAlign align) {
+  CString text = value.substr(0, static_cast<size_t>(width));
+  size_t pad = static_cast<size_t>(width) - text.size();
+  return align == EAlign::kLeft ? text + CString(pad, ' ') : CString(pad, ' ') + text;
+}
+
+CString FormatDate(const CDBTimestamp& d) { return StrFormat("%02d%02d%02d", d.day, d.month, d.year % 100); }
+
+std::optional<CDBTimestamp> ParseDate(const CString& ddmmyy) {
+  if (ddmmyy.size() != 6) return std::nullopt;
+  for (char c : ddmmyy)
+    if (!std::isdigit(static_cast<unsigned char>(c))) return std::nullopt;
+  CDBTimestamp d;
+  d.day = std::stoi(ddmmyy.substr(0, 2));
+  d.month = std::stoi(ddmmyy.substr(2, 2));
+  d.year = 2000 + std::stoi(ddmmyy.substr(4, 2));
+  static const int kDays[] = {31, 29, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+  if (d.month < 1 || d.month > 12 || d.day < 1 || d.day > kDays[d.month - 1]) return std::nullopt;
+  if (d.month == 2 && d.day == 29 && d.year % 4 != 0) return std::nullopt;
+  return d;
+}
+
+CString FormatField(const CFieldSpec& f, const CString& value) {
+  switch (f.format) {
+    case EFieldFormat::kText:
+      return FitText(value, f.width, f.align);
+    case EFieldFormat::kDecimal: {
+      CString text = FormatWithPattern(DecimalPattern(f.width, f.precision, f.sign).c_str(), TextToDouble(value));
+      for (char& c : text)
+        if (c == '.') c = f.decimal;
+      return text;
+    }
+    case EFieldFormat::kInteger:
+      return StrFormat(IntegerPattern(f.width).c_str(), static_cast<int>(TextToLong(value)));
+    case EFieldFormat::kFlag:
+      return TextToLong(value) != 0 ? "S" : "N";
+    case EFieldFormat::kDate: {
+      std::optional<CDBTimestamp> d = CDBTimestamp::Parse(value);
+      return d ? FormatDate(*d) : CString(static_cast<size_t>(f.width), ' ');
+    }
+    case EFieldFormat::kFiller:
+      return CString(static_cast<size_t>(f.width), ' ');
+  }
+  throw CException(ErrorKind::kInternal, StrFormat("Formato sconosciuto per il campo %s", f.name));
+}
+
+size_t ValueCount(const CRecordLayout& layout) {
+  size_t n = 0;
+  for (const CFieldSpec& f : layout) n += f.format != EFieldFormat::kFiller;
+  return n;
+}
+
+CString FormatRecord(const CRecordLayout& layout, const std::vector<CString>& values) {
+  if (values.size() != ValueCount(layout))
+    throw CException(ErrorKind::kInternal,
+                     StrFormat("Record a larghezza fissa: %zu valori per %zu campi", values.size(), ValueCount(layout)));
+  CString record;
+  size_t next = 0;
+  static const CString kNone;
+  for (const CFieldSpec& f : layout)
+    record += FormatField(f, f.format == EFieldFormat::kFiller ? kNone : values[next++]);
+  return record;
+}
+
+// ---------------------------------------------------------------------------------------------
+CString CFixedWidthLine::Raw(int offset, int width) const {
+  if (offset < 0 || width <= 0 || static_cast<size_t>(offset) >= line_.size()) return CString();
+  return line_.substr(static_cast<size_t>(offset), static_cast<size_t>(width));
+}
+
+CString CFixedWidthLine::Text(int offset, int width, ETrim trim) const {
+  CString raw = Raw(offset, width);
+  switch (trim) {
+    case ETrim::kNone: return raw;
+    case ETrim::kRight: return TrimRight(raw, " ");
+    case ETrim::kLeft: return TrimLeft(raw, " ");
+    case ETrim::kBoth: return Trim(raw, " ");
+  }
+  return raw;
+}
+
+CString CFixedWidthLine::DecimalText(int offset, int width) const {
+  CString text = Text(offset, width, ETrim::kBoth);
+  for (char& c : text)
+    if (c == ',') c = '.';
+  return text;
+}
+
+// ---------------------------------------------------------------------------------------------
+CFixedWidthWriter::CFixedWidthWriter(const CString& path) { file_.Open(NativePath(path), CStdioFile::Mode::kWrite); }
+
+void CFixedWidthWriter::WriteRecord(const CString& record) {
+  file_.WriteString(record);
+  file_.WriteString("\r\n");
+  ++records_;
+}
+
+CString PartnerFilePath(const CString& folder, const CString& name) {
+  return folder.empty() ? name : folder + "\\" + name;
+}
+
+}  // namespace tarvo::partner

@@ -1,0 +1,69 @@
+// An HTTP transfer over one libcurl easy handle: GET or multipart POST, custom request headers,
+// a write function for the reply body and a progress function, then the reply's status and
+// content type. One object serves one transfer at a time on one thread; it owns its handle,
+// form and header list and frees them when destroyed.
+//
+// The write and progress functions have libcurl's own shapes, so the procedures' static
+// callbacks are handed over unchanged. An exception they raise does not cross libcurl: the
+// transfer is aborted, Perform reports the abort as a CNetException, and the exception is kept
+// for the caller to inspect with CallbackError().
+#pragma once
+
+#include <exception>
+#include <memory>
+#include <vector>
+
+#include "platform/errors.h"
+
+namespace tarvo {
+
+// Receives `size` x `count` bytes; returns the number taken (fewer aborts the transfer).
+using TransferWriteFn = size_t (*)(void* data, size_t size, size_t count, void* target);
+// Progress report: totals and amounts so far, download first; non-zero aborts the transfer.
+using TransferProgressFn = int (*)(void* target, double dlTotal, double dlNow, double ulTotal, double ulNow);
+
+// One part of a multipart/form-data body. A file part carries the local path in `value`.
+struct CFormField {
+  CString name;
+  CString value;
+  bool isFile = false;
+};
+
+// Initialises libcurl for the whole process (all features); later calls do nothing.
+void InitTransferLibrary();
+
+class CHttpClient {
+ public:
+  // A client with a fresh easy handle, or null when libcurl cannot give one.
+  static std::unique_ptr<CHttpClient> Create();
+  ~CHttpClient();
+  CHttpClient(const CHttpClient&) = delete;
+  CHttpClient& operator=(const CHttpClient&) = delete;
+
+  void SetUrl(const CString& url);
+  void SetUserAgent(const CString& agent);
+  // Extra request headers as "Name: value"; "Name:" removes a header libcurl would add itself
+  // ("Expect:" suppresses the 100-continue handshake of a POST).
+  void SetHeaders(const std::vector<CString>& headers);
+  // Turns the request into a multipart/form-data POST with the fields in the given order.
+  // Throws CNetException when the form cannot be built.
+  void SetMultipartForm(const std::vector<CFormField>& fields);
+  void SetWriteFunction(TransferWriteFn fn, void* target);
+  void SetProgressFunction(TransferProgressFn fn, void* target);
+  // Runs the transfer. Throws CNetException with libcurl's code and error text on failure.
+  void Perform();
+  // The exception a write or progress function raised during the last Perform, if any.
+  std::exception_ptr CallbackError() const;
+  // Status of the last reply (0 when none was received).
+  long GetResponseCode() const;
+  // Content type of the last reply; empty when the server sent none.
+  CString GetContentType() const;
+
+  struct Impl;
+
+ private:
+  explicit CHttpClient(std::unique_ptr<Impl> impl);
+  std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace tarvo

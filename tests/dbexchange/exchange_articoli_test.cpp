@@ -1,0 +1,379 @@
+#include "dbexchange/exchange_articoli.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <map>
+#include <memory>
+#include <thread>
+
+#include "support/recording_window.h"
+#include "support/test_db.h"
+
+using namespace tarvo;
+using namespace tarvo::test;
+
+namespace {
+
+// The columns the exchange copies, per table, and the key to order them by.
+struct CopiedTable {
+  const char* table;
+  const char* key;
+  const char* columns;
+};
+const CopiedTable kTables[] = {
+    {"CATEGORIA", "ID", "ID, DESCRIZIONE, NOTE, FOTO"},
+    {"FAMIGLIA", "ID", "ID, DESCRIZIONE, ID_CATEGORIA, NOTE, FOTO"},
+    {"GRUPPO", "ID", "ID, DESCRIZIONE, NOTE, FOTO"},
+    {"IVA", "CODICE", "CODICE, DESCRIZIONE, ALIQUOTA"},
+    {"UNITA_MISURA", "ID", "ID, DESCRIZIONE"},
+    {"ARTICOLO", "ID",
+     "ID, CODICE_BARRE, CODICE_ALTERNATIVO, DESCRIZIONE, DESCRIZIONE_BREVE, ID_UNITA_MISURA, CODICE_IVA, "
+     "ID_CATEGORIA, ID_FAMIGLIA, ID_GRUPPO, ID_CLASSE, PREZZO, PREZZO_2, COSTO, SCONTO_1, SCONTO_2, SCONTO_3, "
+     "PROVVIGIONE, CONFEZIONE, PREZZO_ACQUISTO, PESO, VOLUME, SCORTA_MINIMA, QTA_RIORDINO, PRODUTTORE, NOTE, FOTO"},
+};
+
+// Rows of a query as text, numbers normalised so that both drivers print them alike.
+std::vector<std::string> Rows(CDatabase& db, const std::string& sql) {
+  std::vector<std::string> rows;
+  CODBCRecordset rs(&db);
+  rs.Open(sql);
+  for (; !rs.IsEOF(); rs.MoveNext()) {
+    std::string row;
+    for (int i = 0; i < rs.GetFieldCount(); ++i) {
+      CDBField& f = rs.Field(i);
+      if (f.IsNull()) row += "<null>";
+      else if (IsSqlRealType(f.GetSQLType()) || IsSqlIntegerType(f.GetSQLType())) row += StrFormat("%.6g", f.AsDouble());
+      else row += f.AsString();
+      row += "|";
+    }
+    rows.push_back(row);
+  }
+  return rows;
+}
+
+// The copied columns of the six tables.
+std::map<std::string, std::vector<std::string>> Copied(CDatabase& db) {
+  std::map<std::string, std::vector<std::string>> all;
+  for (const CopiedTable& t : kTables)
+    all[t.table] = Rows(db, StrFormat("SELECT %s FROM %s ORDER BY %s", t.columns, t.table, t.key));
+  return all;
+}
+
+// Every column of the six tables: the whole state of the destination.
+std::map<std::string, std::vector<std::string>> Everything(CDatabase& db) {
+  std::map<std::string, std::vector<std::string>> all;
+  for (const CopiedTable& t : kTables)
+    all[t.table] = Rows(db, StrFormat("SELECT * FROM %s ORDER BY %s", t.table, t.key));
+  return all;
+}
+
+struct Route {
+  DbKind source, destination;
+};
+
+std::string RouteName(const testing::TestParamInfo<Route>& info) {
+  auto name = [](DbKind k) { return k == DbKind::kSQLite ? std::string("SQLite") : std::string("PostgreSQL"); };
+  return name(info.param.source) + "To" + name(info.param.destination);
+}
+
+class ArticleExchange : public testing::TestWithParam<Route> {
+ protected:
+  void SetUp() override {
+    source_ = std::make_unique<ScratchDatabase>(GetParam().source);
+    destination_ = std::make_unique<ScratchDatabase>(GetParam().destination);
+    std::string why;
+    for (ScratchDatabase* db : {source_.get(), destination_.get()}) {
+      if (!db->Available(&why)) {
+        if (std::getenv("CI")) FAIL() << why;
+        GTEST_SKIP() << why;
+      }
+    }
+    source_->LoadSchema("company.sql");
+    destination_->LoadSchema("company.sql");
+  }
+
+  ScratchDatabase& Source() { return *source_; }
+  ScratchDatabase& Destination() { return *destination_; }
+
+  // A procedure of the given direction between the two databases, not yet run.
+  std::unique_ptr<CTarvoExchangeArticoli> Make(bool exportDirection = true) {
+    std::unique_ptr<CTarvoExchangeArticoli> p;
+    if (exportDirection) p = std::make_unique<CTarvoExportWebArticoli>();
+    else p = std::make_unique<CTarvoImportWebArticoli>();
+    p->SetSrcConfig(Source().Config());
+    p->SetDestConfig(Destination().Config());
+    p->SetParentWnd(&window_);
+    p->SetEventStop(stop_);
+    p->SetVerbose(false);
+    return p;
+  }
+
+  int RunExport(const CString& parametro = "", bool withParametro = false) {
+    auto p = Make();
+    if (withParametro) p->SetFilterParam("parametro", parametro);
+    int result = p->Run();
+    window_.WaitFinished();
+    return result;
+  }
+
+  // Runs the export on a worker thread and raises the stop event as soon as `line` is logged.
+  int RunExportStoppingAt(const std::string& line) {
+    auto p = Make();
+    int result = -99;
+    std::thread worker([&] { result = p->Run(); });
+    EXPECT_TRUE(window_.WaitForLine(line)) << line;
+    stop_.SetEvent();
+    worker.join();
+    window_.WaitFinished();
+    return result;
+  }
+
+  // Many articles, so that a stop request reaches the article loop while it runs.
+  void AddManyArticles(ScratchDatabase& db, int count) {
+    if (db.Kind() == DbKind::kSQLite)
+      db.Execute(StrFormat("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < %d) "
+                           "INSERT INTO ARTICOLO (ID, DESCRIZIONE, ID_CATEGORIA) "
+                           "SELECT printf('ZZ%%05d', i), 'Articolo di prova', '01' FROM n",
+                           count));
+    else
+      db.Execute(StrFormat("INSERT INTO ARTICOLO (ID, DESCRIZIONE, ID_CATEGORIA) "
+                           "SELECT 'ZZ' || lpad(i::text, 5, '0'), 'Articolo di prova', '01' "
+                           "FROM generate_series(1, %d) AS i",
+                           count));
+  }
+
+  RecordingWindow window_;
+  CEvent stop_;
+  std::unique_ptr<ScratchDatabase> source_, destination_;
+};
+
+}  // namespace
+
+// --- copying -----------------------------------------------------------------------------------
+// The second run also shows that an empty "parametro" selects every row.
+TEST_P(ArticleExchange, CopiesEveryRowIntoAnEmptyDatabaseAndASecondRunChangesNothing) {
+  Source().LoadSchema("demo/demo.sql");
+  ASSERT_EQ(RunExport(), 1);
+  EXPECT_EQ(window_.Result(), 1);
+  EXPECT_EQ(Copied(Destination().Db()), Copied(Source().Db()));
+  EXPECT_EQ(Rows(Destination().Db(), "SELECT COUNT(*) FROM ARTICOLO").at(0), "30|");
+
+  auto afterFirst = Everything(Destination().Db());
+  RecordingWindow second;
+  auto again = Make();
+  again->SetParentWnd(&second);
+  again->SetFilterParam("parametro", "");
+  ASSERT_EQ(again->Run(), 1);
+  EXPECT_EQ(Everything(Destination().Db()), afterFirst);
+}
+
+TEST_P(ArticleExchange, ExistingRowsAreOverwrittenAndOthersKeptButNeverDeleted) {
+  Source().Execute("INSERT INTO CATEGORIA (ID, DESCRIZIONE) VALUES ('01', 'Nuova')");
+  Destination().Execute("INSERT INTO CATEGORIA (ID, DESCRIZIONE, NOTE) VALUES ('01', 'Vecchia', 'nota')");
+  Destination().Execute("INSERT INTO CATEGORIA (ID, DESCRIZIONE) VALUES ('77', 'Solo sul web')");
+  ASSERT_EQ(RunExport(), 1);
+  EXPECT_EQ(Rows(Destination().Db(), "SELECT ID, DESCRIZIONE, NOTE FROM CATEGORIA ORDER BY ID"),
+            (std::vector<std::string>{"01|Nuova|<null>|", "77|Solo sul web|<null>|"}))
+      << "a NULL of the source overwrites the target's value";
+}
+
+TEST_P(ArticleExchange, ArticleColumnsBetweenTheCopiedOnesKeepTheTargetsValues) {
+  Source().Execute("INSERT INTO ARTICOLO (ID, DESCRIZIONE, F_ATTIVO, DATA_INSERIMENTO, FOTO) "
+                   "VALUES ('A1', 'Nuova', 0, '2026-01-01 09:00:00', 'a1.jpg')");
+  Source().Execute("INSERT INTO ARTICOLO (ID, DESCRIZIONE, F_ATTIVO, FOTO) VALUES ('A2', 'Altro', 0, 'a2.jpg')");
+  Destination().Execute("INSERT INTO ARTICOLO (ID, DESCRIZIONE, F_ATTIVO, DATA_MODIFICA) "
+                        "VALUES ('A1', 'Vecchia', 0, '2025-05-05 10:00:00')");
+  ASSERT_EQ(RunExport(), 1);
+  EXPECT_EQ(Rows(Destination().Db(),
+                 "SELECT ID, DESCRIZIONE, F_ATTIVO, DATA_INSERIMENTO, DATA_MODIFICA, FOTO FROM ARTICOLO ORDER BY ID"),
+            (std::vector<std::string>{"A1|Nuova|0|<null>|2025-05-05 10:00:00|a1.jpg|",
+                                      "A2|Altro|1|<null>|<null>|a2.jpg|"}))
+      << "a new row keeps the defaults of the columns that are not copied";
+}
+
+TEST_P(ArticleExchange, QuotedCategoryIsFoundAndKeptButQuotedArticleArrivesDoubled) {
+  Source().Execute("INSERT INTO CATEGORIA (ID, DESCRIZIONE) VALUES ('C''1', 'Nuova')");
+  Source().Execute("INSERT INTO ARTICOLO (ID, DESCRIZIONE) VALUES ('A''1', 'Con apice')");
+  Destination().Execute("INSERT INTO CATEGORIA (ID, DESCRIZIONE) VALUES ('C''1', 'Vecchia')");
+  ASSERT_EQ(RunExport(), 1);
+  EXPECT_EQ(Rows(Destination().Db(), "SELECT ID, DESCRIZIONE FROM CATEGORIA"),
+            std::vector<std::string>{"C'1|Nuova|"});
+  EXPECT_EQ(Rows(Destination().Db(), "SELECT ID FROM ARTICOLO"), std::vector<std::string>{"A''1|"});
+  EXPECT_TRUE(window_.HasLine("Controllo articolo A'1 - Con apice.")) << "logged before the doubling";
+}
+
+// --- the "parametro" filter --------------------------------------------------------------------
+TEST_P(ArticleExchange, ParametroNarrowsCategoriesFamiliesAndArticlesOnly) {
+  Source().LoadSchema("demo/demo.sql");
+  ASSERT_EQ(RunExport("'02','04'", true), 1);
+  CDatabase& db = Destination().Db();
+  EXPECT_EQ(Rows(db, "SELECT ID FROM CATEGORIA ORDER BY ID"), (std::vector<std::string>{"02|", "04|"}));
+  EXPECT_EQ(Rows(db, "SELECT DISTINCT ID_CATEGORIA FROM FAMIGLIA ORDER BY ID_CATEGORIA"),
+            (std::vector<std::string>{"02|", "04|"}));
+  EXPECT_EQ(Rows(db, "SELECT DISTINCT ID_CATEGORIA FROM ARTICOLO ORDER BY ID_CATEGORIA"),
+            (std::vector<std::string>{"02|", "04|"}));
+  auto copied = Copied(db), all = Copied(Source().Db());
+  for (const char* whole : {"GRUPPO", "IVA", "UNITA_MISURA"}) EXPECT_EQ(copied[whole], all[whole]) << whole;
+}
+
+// --- stop and failure --------------------------------------------------------------------------
+TEST_P(ArticleExchange, StopDuringTheArticleStepRollsEverythingBack) {
+  Source().LoadSchema("demo/demo.sql");
+  AddManyArticles(Source(), 3000);
+  Destination().Execute("INSERT INTO CATEGORIA (ID, DESCRIZIONE) VALUES ('01', 'Prima')");
+  auto before = Everything(Destination().Db());
+
+  EXPECT_EQ(RunExportStoppingAt("Inizio esportazione articoli."), 0);
+  EXPECT_EQ(window_.Result(), 0);
+  EXPECT_EQ(Everything(Destination().Db()), before);
+  EXPECT_TRUE(window_.HasLine("Operazione interrotta dall'utente."));
+  EXPECT_TRUE(window_.HasLine("Operazione fallita."));
+  EXPECT_FALSE(window_.HasLine("Controllo articolo ZZ03000 - Articolo di prova."));
+  std::vector<std::string> texts = window_.Texts();
+  ASSERT_GE(texts.size(), 2u);
+  EXPECT_EQ(texts[texts.size() - 2], "Fine esportazione articoli.");
+}
+
+TEST_P(ArticleExchange, StopDuringTheFamilyStepStartsNoLaterStep) {
+  Source().LoadSchema("demo/demo.sql");
+  if (Source().Kind() == DbKind::kSQLite)
+    Source().Execute("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 3000) "
+                     "INSERT INTO FAMIGLIA (ID, ID_CATEGORIA) SELECT printf('F%05d', i), '01' FROM n");
+  else
+    Source().Execute("INSERT INTO FAMIGLIA (ID, ID_CATEGORIA) "
+                     "SELECT 'F' || lpad(i::text, 5, '0'), '01' FROM generate_series(1, 3000) AS i");
+
+  EXPECT_EQ(RunExportStoppingAt("Inizio esportazione famiglie."), 0);
+  EXPECT_TRUE(Copied(Destination().Db())["CATEGORIA"].empty()) << "the categories written are rolled back";
+  for (const char* never : {"Fine esportazione famiglie.", "Inizio esportazione gruppi.", "Inizio esportazione articoli."})
+    EXPECT_FALSE(window_.HasLine(never)) << never;
+  EXPECT_TRUE(window_.HasLine("Operazione interrotta dall'utente"));
+}
+
+TEST_P(ArticleExchange, DatabaseErrorInTheArticleStepRollsEverythingBack) {
+  Source().LoadSchema("demo/demo.sql");
+  Destination().Execute("INSERT INTO GRUPPO (ID, DESCRIZIONE) VALUES ('NA', 'Prima')");
+  // The destination refuses one article half-way through the article step.
+  if (Destination().Kind() == DbKind::kSQLite) {
+    Destination().Execute("CREATE TRIGGER REFUSE_CAS001 BEFORE INSERT ON ARTICOLO WHEN NEW.ID = 'CAS001' "
+                          "BEGIN SELECT RAISE(ABORT, 'articolo rifiutato'); END");
+  } else {
+    Destination().Db().ExecuteScript(
+        "CREATE FUNCTION REFUSE_CAS001() RETURNS trigger AS $$ BEGIN "
+        "IF NEW.ID = 'CAS001' THEN RAISE EXCEPTION 'articolo rifiutato'; END IF; RETURN NEW; END $$ "
+        "LANGUAGE plpgsql;"
+        "CREATE TRIGGER REFUSE_CAS001 BEFORE INSERT ON ARTICOLO FOR EACH ROW EXECUTE FUNCTION REFUSE_CAS001();");
+  }
+  auto before = Everything(Destination().Db());
+
+  EXPECT_EQ(RunExport(), 0);
+  EXPECT_EQ(window_.Result(), 0);
+  EXPECT_EQ(Everything(Destination().Db()), before);
+  EXPECT_TRUE(window_.HasLine("Controllo articolo CAS001 - Pentola in acciaio inox diametro 24 cm."));
+  std::vector<std::string> texts = window_.Texts();
+  auto failed = std::find(texts.begin(), texts.end(), "Operazione fallita.");
+  ASSERT_NE(failed, texts.end());
+  EXPECT_NE(failed[-1].find("articolo rifiutato"), std::string::npos) << failed[-1];
+  EXPECT_EQ(texts.back(), "---------------------------------");
+  EXPECT_EQ(texts[texts.size() - 2], "Fine esportazione articoli.");
+}
+
+TEST_P(ArticleExchange, UnreachableSourceWritesNothing) {
+  auto p = Make();
+  p->SetSrcConfig("DRIVER={No Such Driver};DATABASE=x");
+  EXPECT_EQ(p->Run(), 0);
+  window_.WaitFinished();
+  EXPECT_EQ(window_.Result(), 0);
+  EXPECT_FALSE(window_.HasLine("Fine esportazione articoli.")) << "the run never reached its records";
+  EXPECT_EQ(window_.FinishedCount(), 1);
+}
+
+TEST_P(ArticleExchange, UnreachableDestinationClosesTheSourceAndWritesNothing) {
+  auto p = Make();
+  p->SetDestConfig("DRIVER={No Such Driver};DATABASE=x");
+  EXPECT_EQ(p->Run(), 0);
+  window_.WaitFinished();
+  EXPECT_EQ(window_.Result(), 0);
+  EXPECT_TRUE(window_.HasLine("Database sorgente chiuso."));
+  EXPECT_FALSE(window_.HasLine("Fine esportazione articoli."));
+}
+
+INSTANTIATE_TEST_SUITE_P(Routes, ArticleExchange,
+                         testing::Values(Route{DbKind::kSQLite, DbKind::kSQLite},
+                                         Route{DbKind::kSQLite, DbKind::kPostgreSQL},
+                                         Route{DbKind::kPostgreSQL, DbKind::kSQLite}),
+                         RouteName);
+
+// --- the log of a run, line by line (one route is enough: the lines do not depend on drivers) --
+class ArticleExchangeLog : public ArticleExchange {};
+
+TEST_P(ArticleExchangeLog, ImportLogsEveryStepWithItsWordsAndNoStartLineForUnits) {
+  Source().Execute("INSERT INTO CATEGORIA (ID, DESCRIZIONE) VALUES ('01', 'Alimentari')");
+  Source().Execute("INSERT INTO FAMIGLIA (ID, DESCRIZIONE) VALUES ('11', 'Pasta')");
+  Source().Execute("INSERT INTO GRUPPO (ID, DESCRIZIONE) VALUES ('NA', 'Nazionale')");
+  Source().Execute("INSERT INTO IVA (CODICE, DESCRIZIONE) VALUES ('22', 'Ordinaria')");
+  Source().Execute("INSERT INTO UNITA_MISURA (ID, DESCRIZIONE) VALUES ('PZ', 'Pezzi')");
+  Source().Execute(W("INSERT INTO ARTICOLO (ID, CODICE_BARRE, DESCRIZIONE) VALUES ('A1', 'X', 'Caffè')"));
+  auto p = Make(false);
+  EXPECT_EQ(p->Run(), 1);
+  window_.WaitFinished();
+  const std::string sep = "---------------------------------";
+  std::vector<std::pair<std::string, int>> expected = {
+      {"Database sorgente aperto.", TMS_INFO},
+      {"Database destinazione aperto.", TMS_INFO},
+      {sep, TMS_NONE},
+      {"Inizio importazione categorie.", TMS_NONE},
+      {" - Controllo categoria 01 - Alimentari.", TMS_NONE},
+      {"Fine importazione categorie.", TMS_NONE},
+      {sep, TMS_NONE},
+      {"Inizio importazione famiglie.", TMS_NONE},
+      {" - Controllo famiglia 11 - Pasta.", TMS_NONE},
+      {"Fine importazione famiglie.", TMS_NONE},
+      {sep, TMS_NONE},
+      {"Inizio importazione gruppi.", TMS_NONE},
+      {" - Controllo gruppo NA - Nazionale.", TMS_NONE},
+      {"Fine importazione gruppi.", TMS_NONE},
+      {sep, TMS_NONE},
+      {"Inizio importazione aliquote IVA.", TMS_NONE},
+      {" - Controllo aliquota IVA 22.", TMS_NONE},
+      {"Fine importazione aliquote IVA.", TMS_NONE},
+      {sep, TMS_NONE},
+      {W(" - Controllo unità di misura PZ."), TMS_NONE},
+      {W("Fine importazione unità di misura."), TMS_NONE},
+      {sep, TMS_NONE},
+      {"Inizio importazione articoli.", TMS_NONE},
+      {W("Controllo articolo A1 - Caffè."), TMS_NONE},
+      {"Operazione completata con successo.", TMS_NONE},
+      {"Database destinazione chiuso.", TMS_INFO},
+      {"Database sorgente chiuso.", TMS_INFO},
+      {"Fine importazione articoli.", TMS_NONE},
+      {sep, TMS_NONE},
+  };
+  std::vector<std::pair<std::string, int>> actual;
+  for (const PostedLine& l : window_.Lines()) actual.emplace_back(l.text, l.status);
+  EXPECT_EQ(actual, expected);
+}
+
+TEST_P(ArticleExchangeLog, StopBeforeTheFirstRowLogsBothInterruptionLines) {
+  Source().Execute("INSERT INTO CATEGORIA (ID, DESCRIZIONE) VALUES ('01', 'Alimentari')");
+  stop_.SetEvent();
+  EXPECT_EQ(RunExport(), 0);
+  std::vector<std::pair<std::string, int>> tail;
+  const auto& lines = window_.Lines();
+  for (size_t i = 4; i < lines.size(); ++i) tail.emplace_back(lines[i].text, lines[i].status);
+  std::vector<std::pair<std::string, int>> expected = {
+      {"Operazione interrotta dall'utente.", TMS_ERROR},
+      {"Operazione interrotta dall'utente", TMS_NONE},
+      {"Operazione fallita.", TMS_NONE},
+      {"Database destinazione chiuso.", TMS_INFO},
+      {"Database sorgente chiuso.", TMS_INFO},
+      {"Fine esportazione articoli.", TMS_NONE},
+      {"---------------------------------", TMS_NONE},
+  };
+  EXPECT_EQ(tail, expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(Routes, ArticleExchangeLog, testing::Values(Route{DbKind::kSQLite, DbKind::kSQLite}),
+                         RouteName);

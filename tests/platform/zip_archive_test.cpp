@@ -1,0 +1,162 @@
+// ZIP archives: round trips, and extraction that never writes outside its folder.
+#include <gtest/gtest.h>
+
+#include "platform/files.h"
+#include "platform/zip_archive.h"
+#include "support/test_db.h"
+
+namespace tarvo {
+namespace {
+
+using test::TempDir;
+
+std::string Fixture(const std::string& name) { return std::string(TARVO_TEST_DATA_DIR) + "/zip/" + name; }
+
+TEST(Zipper, FilesAddedWithoutPathUnpackFlatWithTheirContent) {
+  TempDir src, out;
+  WriteFileBytes(src.File("001_ARTICOLO.xml"), "<exchangedata>a</exchangedata>");
+  WriteFileBytes(src.File("002_EXECUTE.xml"), std::string("bin\0ary", 7));
+  CZipper zipper;
+  ASSERT_TRUE(zipper.OpenZip(src.File("dati.zip")));
+  EXPECT_TRUE(zipper.AddFileToZip(src.File("001_ARTICOLO.xml"), true));
+  EXPECT_TRUE(zipper.AddFileToZip(src.File("002_EXECUTE.xml"), true));
+  ASSERT_TRUE(zipper.CloseZip()) << zipper.GetLastErrorText();
+
+  CUnzipper unzipper;
+  ASSERT_TRUE(unzipper.OpenZip(src.File("dati.zip")));
+  EXPECT_EQ(2, unzipper.GetFileCount());
+  ASSERT_TRUE(unzipper.Unzip(out.Path(), false));
+  EXPECT_EQ("<exchangedata>a</exchangedata>", ReadFileBytes(out.File("001_ARTICOLO.xml")));
+  EXPECT_EQ(std::string("bin\0ary", 7), ReadFileBytes(out.File("002_EXECUTE.xml")));
+}
+
+TEST(Zipper, AccentedNamesComeBackAsTheyWent) {
+  TempDir src, out;
+  const std::string name = W("perché.xml");  // Windows-1252 bytes, as the procedures name files
+  WriteFileBytes(src.File(name), "x");
+  CZipper zipper;
+  ASSERT_TRUE(zipper.OpenZip(src.File("x.zip")));
+  ASSERT_TRUE(zipper.AddFileToZip(src.File(name), true));
+  ASSERT_TRUE(zipper.CloseZip());
+  CUnzipper unzipper;
+  ASSERT_TRUE(unzipper.OpenZip(src.File("x.zip")));
+  ASSERT_TRUE(unzipper.Unzip(out.Path(), false));
+  EXPECT_TRUE(FileExists(out.File(name)));
+}
+
+TEST(Zipper, PathsBelowTheRootFolderAreKeptRelative) {
+  TempDir src, out;
+  ::mkdir(src.File("dati").c_str(), 0777);
+  WriteFileBytes(src.File("dati/a.txt"), "A");
+  CZipper zipper;
+  ASSERT_TRUE(zipper.OpenZip(src.File("x.zip"), src.Path()));
+  ASSERT_TRUE(zipper.AddFileToZip(src.File("dati/a.txt"), false));
+  ASSERT_TRUE(zipper.CloseZip());
+  CUnzipper unzipper;
+  ASSERT_TRUE(unzipper.OpenZip(src.File("x.zip")));
+  ASSERT_TRUE(unzipper.Unzip(out.Path(), false));
+  EXPECT_EQ("A", ReadFileBytes(out.File("dati/a.txt")));
+}
+
+TEST(Zipper, ArchiveWithoutEntriesIsStillAValidFile) {
+  TempDir dir;
+  CZipper zipper;
+  ASSERT_TRUE(zipper.OpenZip(dir.File("vuoto.zip")));
+  ASSERT_TRUE(zipper.CloseZip());
+  ASSERT_TRUE(FileExists(dir.File("vuoto.zip")));
+  CUnzipper unzipper;
+  ASSERT_TRUE(unzipper.OpenZip(dir.File("vuoto.zip"))) << unzipper.GetLastErrorText();
+  EXPECT_EQ(0, unzipper.GetFileCount());
+  EXPECT_TRUE(unzipper.Unzip(dir.Path(), false));
+}
+
+TEST(Unzipper, FolderEntriesAndNestedPathsAreCreated) {
+  TempDir out;
+  CUnzipper unzipper;
+  ASSERT_TRUE(unzipper.OpenZip(Fixture("nested_folders.zip")));
+  ASSERT_TRUE(unzipper.Unzip(out.Path(), false));
+  EXPECT_TRUE(DirectoryExists(out.File("dati")));
+  EXPECT_EQ("<exchangedata/>\n", ReadFileBytes(out.File("dati/sub/001_ARTICOLO.xml")));
+  EXPECT_EQ("ciao\n", ReadFileBytes(out.File("leggimi.txt")));
+}
+
+TEST(Unzipper, IgnoringPathsUnpacksEveryFileIntoTheFolder) {
+  TempDir out;
+  CUnzipper unzipper;
+  ASSERT_TRUE(unzipper.OpenZip(Fixture("nested_folders.zip")));
+  ASSERT_TRUE(unzipper.Unzip(out.Path(), true));
+  EXPECT_TRUE(FileExists(out.File("001_ARTICOLO.xml")));
+  EXPECT_FALSE(DirectoryExists(out.File("dati")));
+}
+
+// --- error paths: archives that try to write outside the extraction folder ---
+
+struct EscapeCase {
+  const char* archive;
+  const char* refused;                // the entry that must be refused
+  std::vector<std::string> extracted;  // what must still arrive, relative to the folder
+  const char* escapedTo;               // where the refused entry would have landed (from the folder)
+};
+
+class UnzipperRefuses : public testing::TestWithParam<EscapeCase> {};
+
+TEST_P(UnzipperRefuses, EntryLeavingTheFolderWhileKeepingTheRest) {
+  const EscapeCase& c = GetParam();
+  TempDir parent;
+  std::string folder = parent.File("estrai");
+  ::mkdir(folder.c_str(), 0777);
+  std::remove("/tmp/tarvo_escaped.txt");
+  CUnzipper unzipper;
+  ASSERT_TRUE(unzipper.OpenZip(Fixture(c.archive)));
+  EXPECT_FALSE(unzipper.Unzip(folder, false));
+  ASSERT_EQ(1u, unzipper.GetErrors().size());
+  EXPECT_EQ(0u, unzipper.GetErrors()[0].find(c.refused)) << unzipper.GetErrors()[0];
+  for (const std::string& name : c.extracted) EXPECT_TRUE(FileExists(folder + "/" + name)) << name;
+  EXPECT_FALSE(FileExists(folder + "/" + c.escapedTo));
+  EXPECT_FALSE(FileExists(parent.File("escaped.txt")));
+  EXPECT_FALSE(FileExists("/tmp/tarvo_escaped.txt"));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    CraftedArchives, UnzipperRefuses,
+    testing::Values(EscapeCase{"absolute_path.zip", "/tmp/tarvo_escaped.txt", {"001_ARTICOLO.xml", "002_CLIENTE.xml"},
+                               "tmp/tarvo_escaped.txt"},
+                    EscapeCase{"dotdot_path.zip", "dati/../../escaped.txt", {"001_ARTICOLO.xml", "dati/002_CLIENTE.xml"},
+                               "escaped.txt"},
+                    EscapeCase{"backslash_dotdot_path.zip", "..\\escaped.txt", {"001_ARTICOLO.xml"}, "escaped.txt"}),
+    [](const testing::TestParamInfo<EscapeCase>& info) {
+      std::string n = info.param.archive;
+      return n.substr(0, n.find('.'));
+    });
+
+TEST(Zipper, MissingFileIsNotAddedAndTheArchiveKeepsTheOthers) {
+  TempDir dir;
+  WriteFileBytes(dir.File("a.txt"), "A");
+  CZipper zipper;
+  ASSERT_TRUE(zipper.OpenZip(dir.File("x.zip")));
+  EXPECT_TRUE(zipper.AddFileToZip(dir.File("a.txt"), true));
+  EXPECT_FALSE(zipper.AddFileToZip(dir.File("manca.txt"), true));
+  EXPECT_NE(zipper.GetLastErrorText().find("manca.txt"), std::string::npos);
+  ASSERT_TRUE(zipper.CloseZip());
+  CUnzipper unzipper;
+  ASSERT_TRUE(unzipper.OpenZip(dir.File("x.zip")));
+  EXPECT_EQ(1, unzipper.GetFileCount());
+}
+
+TEST(Zipper, ArchiveInAMissingFolderCannotBeCreated) {
+  TempDir dir;
+  CZipper zipper;
+  EXPECT_FALSE(zipper.OpenZip(dir.File("manca/x.zip")));
+  EXPECT_FALSE(zipper.GetLastErrorText().empty());
+}
+
+TEST(Unzipper, FileThatIsNotAnArchiveDoesNotOpen) {
+  TempDir dir;
+  WriteFileBytes(dir.File("x.zip"), "non sono un archivio");
+  CUnzipper unzipper;
+  EXPECT_FALSE(unzipper.OpenZip(dir.File("x.zip")));
+  EXPECT_FALSE(unzipper.Unzip(dir.Path(), false));
+}
+
+}  // namespace
+}  // namespace tarvo

@@ -1,0 +1,71 @@
+// A whole driver-based exchange through the loopback web shop, with the sample drivers: the
+// sending driver writes data files, packs and uploads them; the receiving driver downloads,
+// unpacks and imports them into a second database and runs the statement that came with them.
+// Both databases must then agree.
+#include <filesystem>
+
+#include "support/web_shop_server.h"
+#include "tests/transfers/transfers_fixture.h"
+
+namespace tarvo::test {
+namespace {
+
+const auto* const kXerces = testing::AddGlobalTestEnvironment(new XercesForTransfers);
+
+const std::vector<std::string> kTables = {"IVA", "UNITA_MISURA", "CATEGORIA", "FAMIGLIA", "GRUPPO", "ARTICOLO"};
+
+// The sample drivers of the repository.
+std::string SampleDriver(const std::string& name) { return ReadBytes(std::string(TARVO_SOURCE_DIR) + "/xmlengine/drivers/" + name); }
+
+class ExchangeRoundTrip : public DbTest {
+ protected:
+  void Configure(CTarvoExchangeXML& engine) {
+    engine.SetHttpServer(server.Url());
+    engine.SetHttpURL("/upload");
+    engine.SetHttpUID("agente");
+    engine.SetHttpPWD("segreta");
+    engine.SetFilterParam("articolo", "ALI002");
+  }
+  WebShopServer server;
+};
+
+TEST_P(ExchangeRoundTrip, ExportUploadDownloadImportLeavesBothDatabasesEqual) {
+  ScratchDatabase& company = NewDatabase();
+  company.LoadSchema("company.sql");
+  company.LoadSchema("demo/demo.sql");
+  ScratchDatabase& shop = NewDatabase();
+  shop.LoadSchema("company.sql");
+
+  DriverRun exporter;
+  Configure(exporter.engine);
+  exporter.engine.SetSrcConfig(company.Config());
+  exporter.env.Prepare(exporter.engine, SampleDriver("articoli_web_invio.xml"));
+  ASSERT_EQ(1, exporter.engine.Run()) << testing::PrintToString(exporter.Lines());
+  EXPECT_TRUE(exporter.HasLine("- Trasferimento file [" + std::filesystem::canonical(exporter.Work()).string() +
+                               "/scambio.zip] completato."));
+  EXPECT_FALSE(FileExists(exporter.Work("scambio.zip")));
+  ASSERT_TRUE(server.HasFile("scambio.zip"));
+
+  // The receiving side has one database: data files and statements both go to it.
+  DriverRun importer;
+  Configure(importer.engine);
+  importer.engine.SetDestConfig(shop.Config());
+  importer.engine.SetSrcConfig(shop.Config());
+  importer.env.Prepare(importer.engine, SampleDriver("articoli_web_ricezione.xml"));
+  ASSERT_EQ(1, importer.engine.Run()) << testing::PrintToString(importer.Lines());
+  EXPECT_TRUE(importer.HasLine("- Estrazione archivio compresso completata"));
+  EXPECT_TRUE(FileExists(importer.Work("007_EXECUTE.xml")));
+
+  for (const std::string& table : kTables) {
+    std::string sql = "SELECT * FROM " + table + " ORDER BY 1";
+    auto expected = Rows(company.Db(), sql);
+    EXPECT_FALSE(expected.empty()) << table;
+    EXPECT_EQ(expected, Rows(shop.Db(), sql)) << table;
+  }
+  EXPECT_EQ((std::vector<std::string>{"0"}), Rows(shop.Db(), "SELECT F_ATTIVO FROM ARTICOLO WHERE ID = 'ALI002'"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Db, ExchangeRoundTrip, testing::ValuesIn(AllDbKinds()), DbKindName);
+
+}  // namespace
+}  // namespace tarvo::test
