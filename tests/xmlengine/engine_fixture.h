@@ -96,6 +96,14 @@ class EngineEnvironment {
     engine.SetOutDir(Work());
     engine.SetInDir(Work());
   }
+  // Runs a new engine over the driver made of `steps`, from `source` to `destination`.
+  int RunSteps(const std::string& steps, const std::string& source, const std::string& destination = "") {
+    CTarvoExchangeXML engine;
+    Prepare(engine, Driver(steps));
+    engine.SetSrcConfig(source);
+    engine.SetDestConfig(destination);
+    return engine.Run();
+  }
   // Wraps step elements into a driver document.
   static std::string Driver(const std::string& steps) {
     return "<?xml version=\"1.0\" encoding=\"iso8859-1\"?>\n<exchangedriver>\n" + steps + "\n</exchangedriver>\n";

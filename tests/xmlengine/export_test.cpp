@@ -44,10 +44,7 @@ class ExportFiles : public DbTest {
     CreateSample(*source_);
   }
   int RunDriver(const std::string& steps) {
-    CTarvoExchangeXML engine;
-    env_.Prepare(engine, EngineEnvironment::Driver("<cd directory=\"@destfolder\"/>" + steps));
-    engine.SetSrcConfig(source_->Config());
-    return engine.Run();
+    return env_.RunSteps("<cd directory=\"@destfolder\"/>" + steps, source_->Config());
   }
   ScratchDatabase* source_ = nullptr;
   EngineEnvironment env_;
@@ -235,11 +232,9 @@ TEST(DataFileStream, ControlCharactersFailTheExportAndLeaveNoFile) {
   db.Execute("CREATE TABLE C (T VARCHAR(10))");
   db.Execute("INSERT INTO C VALUES ('a' || char(1) || 'b')");
   EngineEnvironment env;
-  CTarvoExchangeXML engine;
-  env.Prepare(engine, EngineEnvironment::Driver("<cd directory=\"@destfolder\"/>"
-                                                "<table action=\"export\" format=\"xml\" name=\"C\" columns=\"T\"/>"));
-  engine.SetSrcConfig(db.Config());
-  EXPECT_EQ(engine.Run(), 0);
+  EXPECT_EQ(env.RunSteps("<cd directory=\"@destfolder\"/><table action=\"export\" format=\"xml\" name=\"C\" columns=\"T\"/>",
+                         db.Config()),
+            0);
   EXPECT_TRUE(env.HasLine("An error occured during parsing+   Message: invalid or illegal XML character"));
   EXPECT_TRUE(env.HasLine("-- Trasferiti 1 records"));
   EXPECT_TRUE(std::filesystem::is_empty(env.Work()));
@@ -249,11 +244,9 @@ TEST(DataFileStream, UnwritableFolderGivesTheLibrarysMessage) {
   ScratchDatabase db(DbKind::kSQLite);
   db.Execute("CREATE TABLE C (T VARCHAR(10))");
   EngineEnvironment env;
-  CTarvoExchangeXML engine;
-  env.Prepare(engine, EngineEnvironment::Driver("<table action=\"export\" format=\"xml\" name=\"C\" columns=\"T\" "
-                                                "filename=\"/no/such/dir/c.xml\"/>"));
-  engine.SetSrcConfig(db.Config());
-  EXPECT_EQ(engine.Run(), 0);
+  EXPECT_EQ(env.RunSteps("<table action=\"export\" format=\"xml\" name=\"C\" columns=\"T\" filename=\"/no/such/dir/c.xml\"/>",
+                         db.Config()),
+            0);
   EXPECT_TRUE(env.HasLine("An error occured during parsing+   Message: unable to open file '/no/such/dir/c.xml'"));
 }
 
@@ -263,11 +256,11 @@ TEST(UnwritableFile, FixedWidthShowsABoxEvenWhenNotVerboseCsvFailsSilently) {
   CreateSample(db);
   for (const char* format : {"txt", "csv"}) {
     EngineEnvironment env;
-    CTarvoExchangeXML engine;
-    env.Prepare(engine, EngineEnvironment::Driver(std::string("<table action=\"export\" format=\"") + format +
-                                                  "\" name=\"PROVA\" columns=\"*\" filename=\"/no/such/dir/p\"/>"));
-    engine.SetSrcConfig(db.Config());
-    EXPECT_EQ(engine.Run(), 0) << format;
+    EXPECT_EQ(env.RunSteps(std::string("<table action=\"export\" format=\"") + format +
+                               "\" name=\"PROVA\" columns=\"*\" filename=\"/no/such/dir/p\"/>",
+                           db.Config()),
+              0)
+        << format;
     EXPECT_EQ(env.ui.boxes.size(), std::string(format) == "txt" ? 1u : 0u) << format;
     EXPECT_EQ(env.Lines(), std::vector<std::string>{"Avvio trasferimento dati ..."}) << format;
   }
