@@ -2,6 +2,8 @@
 // field value formatting the three share.
 #include <strings.h>
 
+#include <cctype>
+#include <cstring>
 #include <ctime>
 
 #include <xercesc/dom/DOM.hpp>
@@ -12,6 +14,7 @@
 #include "platform/host_ui.h"
 #include "platform/odbc.h"
 #include "platform/stdio_file.h"
+#include "xmlengine/data_file_stream.h"
 #include "xmlengine/dom_support.h"
 #include "xmlengine/tarvo_exchange_xml.h"
 
@@ -35,6 +38,26 @@ CString FormatDate(const CDBTimestamp& t, const CString& format) {
   return CString(buffer, n);
 }
 
+// True when `format` is a printf format for one double ("%08.2f", "EUR %.2f", "%%"-escapes
+// allowed); a driver's format of any other shape is not applied, so it cannot misread the value.
+bool IsNumberFormat(const CString& format) {
+  int conversions = 0;
+  for (size_t i = 0; i < format.size(); ++i) {
+    if (format[i] != '%') continue;
+    if (++i < format.size() && format[i] == '%') continue;
+    while (i < format.size() && std::strchr("-+ #0", format[i])) ++i;
+    while (i < format.size() && std::isdigit(static_cast<unsigned char>(format[i]))) ++i;
+    if (i < format.size() && format[i] == '.') {
+      ++i;
+      while (i < format.size() && std::isdigit(static_cast<unsigned char>(format[i]))) ++i;
+    }
+    if (i < format.size() && format[i] == 'l') ++i;
+    if (i >= format.size() || !std::strchr("eEfFgGaA", format[i])) return false;
+    ++conversions;
+  }
+  return conversions == 1;
+}
+
 DOMImplementation* LsImplementation() { return DOMImplementationRegistry::getDOMImplementation(XStr("LS").c_str()); }
 }  // namespace
 
@@ -54,7 +77,7 @@ CString CTarvoExchangeXML::FormatFieldValue(const CField& d, const CDBField& v) 
   } else if (!d.m_strFormat.empty()) {
     if (!v.IsNull() && tarvo::IsSqlDateType(v.GetSQLType()))
       text = FormatDate(v.AsDate(), d.m_strFormat);
-    else if (v.GetSQLType() == kSqlNumeric)
+    else if (v.GetSQLType() == kSqlNumeric && IsNumberFormat(d.m_strFormat))
       text = StrFormat(d.m_strFormat.c_str(), v.AsDouble());
   }
   if (d.m_nLength > 0) {
@@ -68,25 +91,28 @@ CString CTarvoExchangeXML::FormatFieldValue(const CField& d, const CDBField& v) 
   return text;
 }
 
-CString CTarvoExchangeXML::ColumnText(const CDBField& v, bool xmlDefaults) const {
-  auto it = m_mapFields.find(v.GetName());
-  if (it != m_mapFields.end()) {
-    if (!xmlDefaults || v.IsNull() || !it->second.m_strFormat.empty()) return FormatFieldValue(it->second, v);
-    // The XML writer gives dates and times a format of their own when the driver has none.
-    CField d = it->second;
-    CString type = GetColumnType(v.GetSQLType());
-    if (type == "date") d.m_strFormat = "%Y-%m-%d";
-    else if (type == "time") d.m_strFormat = "%H:%M:%S";
-    else if (type == "timestamp") d.m_strFormat = "%Y-%m-%d %H:%M:%S";
-    return FormatFieldValue(d, v);
+std::vector<CTarvoExchangeXML::CColumnPlan> CTarvoExchangeXML::PlanColumns(CODBCRecordset& rs, bool xml) const {
+  std::vector<CColumnPlan> plans(static_cast<size_t>(rs.GetFieldCount()));
+  for (int i = 0; i < rs.GetFieldCount(); ++i) {
+    CColumnPlan& plan = plans[static_cast<size_t>(i)];
+    plan.type = GetColumnType(rs.Field(i).GetSQLType());
+    // Only the XML writer gives dates and times a format of their own; timestamps are named
+    // "datetime" and keep the database's text form.
+    if (xml && plan.type == "date") plan.defaultFormat = "%Y-%m-%d";
+    else if (xml && plan.type == "time") plan.defaultFormat = "%H:%M:%S";
+    auto it = m_mapFields.find(rs.Field(i).GetName());
+    if (it == m_mapFields.end()) continue;
+    plan.hasField = true;
+    plan.field = it->second;
+    if (plan.field.m_strFormat.empty()) plan.field.m_strFormat = plan.defaultFormat;
   }
+  return plans;
+}
+
+CString CTarvoExchangeXML::ColumnText(const CColumnPlan& plan, const CDBField& v) {
+  if (plan.hasField) return FormatFieldValue(plan.field, v);
   if (v.IsNull()) return CString();
-  if (xmlDefaults) {
-    // Timestamps are named "datetime" and keep the database's own text form.
-    CString type = GetColumnType(v.GetSQLType());
-    if (type == "date") return FormatDate(v.AsDate(), "%Y-%m-%d");
-    if (type == "time") return FormatDate(v.AsDate(), "%H:%M:%S");
-  }
+  if (!plan.defaultFormat.empty()) return FormatDate(v.AsDate(), plan.defaultFormat);
   return v.AsString();
 }
 
@@ -127,6 +153,9 @@ bool CTarvoExchangeXML::WriteDataFile(CString filename, DOMDocument* document) {
     ok = true;
   } catch (const XMLException& e) {
     Log("An error occured during parsing\n   Message: " + tarvo::xml::MessageOf(e), TMS_ERROR);
+  } catch (const DOMException& e) {
+    // The serializer refuses characters that XML does not allow.
+    Log("An error occured during parsing\n   Message: " + tarvo::xml::MessageOf(e), TMS_ERROR);
   } catch (const tarvo::CException& e) {
     Log("An error occured during parsing\n   Message: " + e.GetErrorMessage(), TMS_ERROR);
   }
@@ -136,50 +165,39 @@ bool CTarvoExchangeXML::WriteDataFile(CString filename, DOMDocument* document) {
   return ok;
 }
 
+// The data file is streamed record by record (CDataFileStream) rather than built as a document:
+// the bytes and the log lines are those of the document written by WriteDataFile, without holding
+// the whole result in memory.
 bool CTarvoExchangeXML::Process_driverfile_ExportQueryXML(const CString& sql, const CString& table,
                                                          const CString& primarykey, CString& filename) {
-  DOMDocument* document = CreateDataDocument();
-  if (!document) return false;
-  std::unique_ptr<DOMDocument, void (*)(DOMDocument*)> owner(document, [](DOMDocument* d) { d->release(); });
   if (filename.empty()) filename = GeneratedFileName(table);
   if (!IsOutDatabaseOpen() && !OpenOutDatabase(false)) return false;
 
+  const CString path = tarvo::NativePath(filename);
+  CDataFileStream stream(path);
   int rows = 0;
+  CString writeError;
   try {
     Log("- Avvio trasferimento tabella " + table, TMS_INFO);
     CODBCRecordset rs(m_pOutDatabase);
     rs.Open(sql);
-    DOMElement* tableElement = document->createElement(XStr("table").c_str());
-    tableElement->setAttribute(XStr("name").c_str(), XStr(tarvo::ToUpper(table)).c_str());
-    tableElement->setAttribute(XStr("primarykey").c_str(), XStr(tarvo::ToUpper(primarykey)).c_str());
-    document->getDocumentElement()->appendChild(tableElement);
-
-    // Names and types are the same on every row: convert them once.
-    const XStr record("record"), column("column"), number("number"), name("name"), type("type"),
-        isnull("isnull"), yes("yes"), no("no");
-    std::vector<XStr> names, types;
-    for (int i = 0; i < rs.GetFieldCount(); ++i) {
-      names.emplace_back(tarvo::ToUpper(rs.Field(i).GetName()));
-      types.emplace_back(GetColumnType(rs.Field(i).GetSQLType()));
-    }
+    stream.BeginTable(tarvo::ToUpper(table), tarvo::ToUpper(primarykey));
+    // Names, types and definitions are the same on every row: look them up once.
+    const std::vector<CColumnPlan> plans = PlanColumns(rs, true);
+    std::vector<CString> names;
+    for (int i = 0; i < rs.GetFieldCount(); ++i) names.push_back(stream.EscapeAttribute(tarvo::ToUpper(rs.Field(i).GetName())));
     const CString rowLine = tarvo::W("-- Trasferimento record n° %d");
     while (!rs.IsEOF()) {
       if (CtrlEventStop()) return false;
       ++rows;
       Log(StrFormat(rowLine.c_str(), rows), TMS_INFO);
-      DOMElement* recordElement = document->createElement(record.c_str());
-      recordElement->setAttribute(number.c_str(), XStr(std::to_string(rows)).c_str());
-      tableElement->appendChild(recordElement);
+      stream.BeginRecord(rows);
       for (int i = 0; i < rs.GetFieldCount(); ++i) {
         const CDBField& field = rs.Field(i);
-        DOMElement* columnElement = document->createElement(column.c_str());
-        columnElement->setAttribute(name.c_str(), names[static_cast<size_t>(i)].c_str());
-        columnElement->setAttribute(type.c_str(), types[static_cast<size_t>(i)].c_str());
-        columnElement->setAttribute(isnull.c_str(), field.IsNull() ? yes.c_str() : no.c_str());
-        CString text = ColumnText(field, true);
-        if (!text.empty()) columnElement->appendChild(document->createTextNode(XStr(text).c_str()));
-        recordElement->appendChild(columnElement);
+        const auto column = static_cast<size_t>(i);
+        stream.Column(names[column], plans[column].type, field.IsNull(), ColumnText(plans[column], field));
       }
+      stream.EndRecord();
       rs.MoveNext();
     }
     rs.Close();
@@ -187,9 +205,31 @@ bool CTarvoExchangeXML::Process_driverfile_ExportQueryXML(const CString& sql, co
     LogEx((e.m_strError + "\n").c_str(), -1, TMS_ERROR);
     if (m_bVerbose) AfxMessageBox(e.m_strError, MB_ICONEXCLAMATION);
     return false;
+  } catch (const tarvo::CFileException& e) {
+    // A write error while streaming is reported where the document would have been written.
+    writeError = e.GetErrorMessage();
   }
-  bool written = WriteDataFile(filename, document);
-  owner.reset();
+
+  bool written = false;
+  const CString failure = "An error occured during parsing\n   Message: ";
+  if (!stream.IsOpen()) {
+    Log(failure + stream.OpenError(), TMS_ERROR);
+  } else {
+    Log("- Creazione file dei dati " + filename + " in corso", TMS_INFO);
+    if (!writeError.empty()) {
+      Log(failure + writeError, TMS_ERROR);
+    } else if (!stream.IsValid()) {
+      Log(failure + "invalid or illegal XML character", TMS_ERROR);
+    } else {
+      try {
+        stream.Commit();
+        Log("- Creazione file dei dati terminata con successo", TMS_INFO);
+        written = true;
+      } catch (const tarvo::CFileException& e) {
+        Log(failure + e.GetErrorMessage(), TMS_ERROR);
+      }
+    }
+  }
   Log(StrFormat("-- Trasferiti %d records", rows), TMS_INFO);
   Log("- Fine trasferimento tabella " + table, TMS_INFO);
   return written;
@@ -225,12 +265,13 @@ bool CTarvoExchangeXML::ExportQueryText(const CString& sql, const CString& table
     rs.Open(sql);
     int rows = 0;
     CString line;
+    const std::vector<CColumnPlan> plans = PlanColumns(rs, false);
     while (!rs.IsEOF()) {
       if (CtrlEventStop()) return false;
       line.clear();
       for (int i = 0; i < rs.GetFieldCount(); ++i) {
         if (csv && i > 0) line += ',';
-        line += ColumnText(rs.Field(i), false);
+        line += ColumnText(plans[static_cast<size_t>(i)], rs.Field(i));
       }
       line += "\r\n";
       file.WriteString(line);

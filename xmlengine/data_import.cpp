@@ -1,27 +1,22 @@
 // Readers of data files: XML data files ("exchangedata") and fixed-width text laid out by the
 // step's field definitions. Every row is looked up by its key and updated, or else inserted; no
 // transaction covers an import, so the rows written before a failure or a stop stay written.
+#include <algorithm>
 #include <cstdlib>
 
-#include <xercesc/dom/DOM.hpp>
 #include <xercesc/util/XMLException.hpp>
 
 #include "platform/files.h"
 #include "platform/host_ui.h"
 #include "platform/odbc.h"
 #include "platform/stdio_file.h"
+#include "xmlengine/data_file_reader.h"
 #include "xmlengine/dom_support.h"
 #include "xmlengine/tarvo_exchange_xml.h"
 
 using tarvo::StrFormat;
-using tarvo::xml::ToLocal;
-using tarvo::xml::XStr;
-using xercesc::DOMNode;
 
 namespace {
-// Data file names and keys are read into buffers of this size; longer texts are cut.
-constexpr size_t kMaxNameLength = 3071;
-
 bool IsKeySeparator(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == ','; }
 
 // True when `word` stands in `text` delimited by the ends or by key separators.
@@ -34,16 +29,6 @@ bool ContainsWord(const CString& text, const CString& word) {
     if (startOk && endOk) return true;
   }
   return false;
-}
-
-// The text of an element: its text and CDATA children, in order.
-CString ContentOf(xercesc::DOMElement* element) {
-  CString text;
-  for (DOMNode* n = element->getFirstChild(); n; n = n->getNextSibling()) {
-    auto type = n->getNodeType();
-    if (type == DOMNode::TEXT_NODE || type == DOMNode::CDATA_SECTION_NODE) text += ToLocal(n->getNodeValue());
-  }
-  return text;
 }
 
 // A text value as the destination column takes it: numbers and dates converted when the text is
@@ -63,12 +48,15 @@ CDBValue ValueForColumn(short sqlType, const CString& text) {
   return text;
 }
 
-template <class F>
-bool ForEachChildElement(xercesc::DOMElement* parent, F&& f) {
-  for (DOMNode* n = parent->getFirstChild(); n; n = n->getNextSibling())
-    if (n->getNodeType() == DOMNode::ELEMENT_NODE && !f(static_cast<xercesc::DOMElement*>(n))) return false;
-  return true;
-}
+// Empties the import cache when an import step ends, on every path.
+class ImportCacheScope {
+ public:
+  explicit ImportCacheScope(std::unique_ptr<CTarvoExchangeXML::CImportCache>& cache) : cache_(cache) { cache_.reset(); }
+  ~ImportCacheScope() { cache_.reset(); }
+
+ private:
+  std::unique_ptr<CTarvoExchangeXML::CImportCache>& cache_;
+};
 }  // namespace
 
 // ---------------------------------------------------------------------------------------------
@@ -120,47 +108,80 @@ bool CTarvoExchangeXML::WriteRecord(CRecord& record) {
       return false;
     }
   }
+  if (!m_pImportCache) m_pImportCache = std::make_unique<CImportCache>();
+  CImportCache& cache = *m_pImportCache;
 
   // The row to update is the first one the lookup returns, named by the database's row identity.
-  EDialect dialect = m_pInDatabase->GetDialect();
+  const EDialect dialect = m_pInDatabase->GetDialect();
   const char* rowId = dialect == EDialect::kSQLite ? "rowid" : dialect == EDialect::kPostgreSQL ? "ctid" : nullptr;
-  CString sql = "SELECT " + record.m_strColumns;
-  if (rowId && !record.m_strCondition.empty()) sql += CString(", ") + rowId;
-  sql += " FROM " + record.m_strTable;
-  if (!record.m_strCondition.empty()) sql += " WHERE " + record.m_strCondition;
+  const bool keyed = !record.m_strCondition.empty();
+  const CString where = keyed ? " WHERE " + record.m_strCondition : CString();
+  const CString shapeKey = record.m_strTable + "\n" + record.m_strColumns;
 
   try {
-    CODBCRecordset rs(m_pInDatabase);
-    rs.Open(sql);
-    bool update = !record.m_strCondition.empty() && !rs.IsEOF();
+    bool update = false;
+    CString rowValue;
+    auto shape = cache.columnTypes.find(shapeKey);
+    if (shape == cache.columnTypes.end()) {
+      // The first lookup of a column list selects the columns themselves and learns their types.
+      CODBCRecordset rs(m_pInDatabase);
+      rs.Open("SELECT " + record.m_strColumns + (keyed && rowId ? CString(", ") + rowId : CString()) + " FROM " +
+              record.m_strTable + where);
+      std::vector<int> types;
+      for (const CColumn& column : record) {
+        int index = rs.FindField(column.m_strName);
+        types.push_back(index < 0 ? kUnknownColumn : rs.Field(index).GetSQLType());
+      }
+      update = keyed && !rs.IsEOF();
+      if (update && rowId) rowValue = rs.Field(rs.GetFieldCount() - 1).AsString();
+      shape = cache.columnTypes.emplace(shapeKey, std::move(types)).first;
+    } else if (keyed) {
+      CODBCRecordset rs(m_pInDatabase);
+      rs.Open("SELECT " + CString(rowId ? rowId : "1") + " FROM " + record.m_strTable + where);
+      update = !rs.IsEOF();
+      if (update && rowId) rowValue = rs.Field(0).AsString();
+    }
     record.m_nOperation = update ? CRecord::kUpdate : CRecord::kInsert;
-    CString target = record.m_strCondition;
-    if (update && rowId) target = CString(rowId) + " = '" + rs.Field(rs.GetFieldCount() - 1).AsString() + "'";
 
     CString names, markers;
     std::vector<CDBValue> values;
-    for (const CColumn& column : record) {
-      if (update && column.m_bOnlyInsert) continue;
-      int index = rs.FindField(column.m_strName);
-      if (index < 0) continue;
+    for (size_t i = 0; i < record.size(); ++i) {
+      const CColumn& column = record[i];
+      const int type = shape->second[i];
+      if (type == kUnknownColumn || (update && column.m_bOnlyInsert)) continue;
       if (!names.empty()) {
         names += ", ";
         markers += ", ";
       }
       names += update ? column.m_strName + " = ?" : column.m_strName;
       markers += "?";
-      values.push_back(column.m_bIsNull ? CDBValue{}
-                                        : ValueForColumn(rs.Field(index).GetSQLType(), column.m_strValue));
+      values.push_back(column.m_bIsNull ? CDBValue{} : ValueForColumn(static_cast<short>(type), column.m_strValue));
     }
-    rs.Close();
+
+    CString sql;
     if (update) {
-      if (!values.empty()) m_pInDatabase->ExecuteSQL("UPDATE " + record.m_strTable + " SET " + names + " WHERE " + target, values);
+      if (values.empty()) return true;
+      sql = "UPDATE " + record.m_strTable + " SET " + names;
+      if (dialect == EDialect::kSQLite) {
+        sql += " WHERE rowid = ?";
+        values.emplace_back(std::in_place_type<long long>, std::strtoll(rowValue.c_str(), nullptr, 10));
+      } else if (dialect == EDialect::kPostgreSQL) {
+        sql += " WHERE ctid = CAST(? AS tid)";
+        values.emplace_back(std::in_place_type<CString>, rowValue);
+      } else {
+        sql += where;
+      }
     } else if (values.empty()) {
-      m_pInDatabase->ExecuteSQL("INSERT INTO " + record.m_strTable + " DEFAULT VALUES");
+      sql = "INSERT INTO " + record.m_strTable + " DEFAULT VALUES";
     } else {
-      m_pInDatabase->ExecuteSQL("INSERT INTO " + record.m_strTable + " (" + names + ") VALUES (" + markers + ")",
-                                values);
+      sql = "INSERT INTO " + record.m_strTable + " (" + names + ") VALUES (" + markers + ")";
     }
+    std::unique_ptr<CODBCStatement>& statement = cache.statements[sql];
+    if (!statement) {
+      statement = std::make_unique<CODBCStatement>(m_pInDatabase);
+      statement->Prepare(sql);
+    }
+    statement->Execute(values);
   } catch (const CDBException& e) {
     record.m_strError = e.m_strError;
     return false;
@@ -185,87 +206,67 @@ bool CTarvoExchangeXML::LogRecordOutcome(const CRecord& record, int number, bool
 }
 
 // ---------------------------------------------------------------------------------------------
+// The data file is read as a stream of records (CDataFileReader) instead of a whole document, in
+// two passes: the first only checks it, so that a malformed file writes nothing.
 bool CTarvoExchangeXML::Process_driverfile_ImportTableXML(const CString&, const CString&, const CString&,
                                                          const CString&, const CString&, CString filename) {
-  if (!m_pParser) CreateDOMParser();
-  m_pParser->setValidationScheme(xercesc::XercesDOMParser::Val_Never);
-  m_pParser->setDoNamespaces(true);
-  m_pParser->setDoSchema(false);
-  m_pParser->setValidationSchemaFullChecking(false);
+  if (!m_pErrorReporter) CreateDOMParser();
+  ImportCacheScope cacheScope(m_pImportCache);
+  const CString path = tarvo::NativePath(filename);
+  CDataFileEvents events;
+  events.beginTable = [this](const CString& name, const CString&) { return Process_importfile_BeginTable(name); };
+  events.record = [this](CRecord& record, int number) { return Process_importfile_Record(record, number); };
+  events.endTable = [this](const CString& name, int records) { Process_importfile_EndTable(name, records); };
+  events.execute = [this](const CString& text) { return Process_importfile_ExecuteText(text); };
+  bool ok = false;
   try {
-    m_pParser->parse(XStr(tarvo::NativePath(filename)).c_str());
-    if (m_pParser->getErrorCount() > 0) return false;
-    std::unique_ptr<DOMDocument, void (*)(DOMDocument*)> document(m_pParser->adoptDocument(),
-                                                                   [](DOMDocument* d) { d->release(); });
-    if (!document) return false;
-    return DOMElement_importfile_exchagedata(document->getDocumentElement());
+    ok = CDataFileReader::Read(path, m_pErrorReporter.get(), nullptr) &&
+         CDataFileReader::Read(path, m_pErrorReporter.get(), &events);
   } catch (const CDBException& e) {
     LogEx(("Errore nella base dati: " + e.m_strError + "\n").c_str(), -1, TMS_ERROR);
     if (m_bVerbose) AfxMessageBox(e.m_strError, MB_ICONEXCLAMATION);
   } catch (const xercesc::XMLException& e) {
-    CString message = tarvo::xml::MessageOf(e);
-    LogEx(("Errore durante la lettura del driver\n   Dettagli: " + message + "\n").c_str(), -1, TMS_ERROR);
-    if (m_bVerbose) AfxMessageBox(message, MB_ICONEXCLAMATION);
-  } catch (const xercesc::DOMException& e) {
+    // The wording names the driver for data files too.
     CString message = tarvo::xml::MessageOf(e);
     LogEx(("Errore durante la lettura del driver\n   Dettagli: " + message + "\n").c_str(), -1, TMS_ERROR);
     if (m_bVerbose) AfxMessageBox(message, MB_ICONEXCLAMATION);
   }
-  return false;
+  return ok;
 }
 
-bool CTarvoExchangeXML::DOMElement_importfile_exchagedata(DOMElement* root) {
-  if (!root) return true;
-  return ForEachChildElement(root, [this](DOMElement* child) {
-    CString name = ToLocal(child->getTagName()).substr(0, kMaxNameLength);
-    if (name == "table") return DOMElement_importfile_table(child);
-    if (name == "execute") return DOMElement_importfile_execute(child);
-    return true;
-  });
-}
-
-bool CTarvoExchangeXML::DOMElement_importfile_table(DOMElement* element) {
-  CString name = GetAttributeValue(element, "name").substr(0, kMaxNameLength);
-  CString primarykey = GetAttributeValue(element, "primarykey").substr(0, kMaxNameLength);
-  return Process_importfile_ImportTableXML(element, name, primarykey);
-}
-
-bool CTarvoExchangeXML::Process_importfile_ImportTableXML(DOMElement* table, const CString& name,
-                                                         const CString& primarykey) {
+bool CTarvoExchangeXML::OpenDestinationForImport() {
   if (!IsInDatabaseOpen() && !OpenInDatabase(false)) return false;
-  Log("- Avvio trasferimento tabella " + name, TMS_INFO);
-  const XStr recordTag("record"), columnTag("column");
-  int number = 0;
-  for (DOMNode* n = table->getFirstChild(); n; n = n->getNextSibling()) {
-    if (n->getNodeType() != DOMNode::ELEMENT_NODE ||
-        !xercesc::XMLString::equals(static_cast<DOMElement*>(n)->getTagName(), recordTag.c_str()))
-      continue;
-    ++number;
-    if (CtrlEventStop()) return false;
-    CRecord record;
-    record.m_strTable = name;
-    record.m_strPrimaryKey = primarykey;
-    ForEachChildElement(static_cast<DOMElement*>(n), [&](DOMElement* c) {
-      if (!xercesc::XMLString::equals(c->getTagName(), columnTag.c_str())) return true;
-      CColumn column;
-      column.m_strName = GetAttributeValue(c, "name");
-      column.m_strType = GetAttributeValue(c, "type");
-      column.m_strValue = ContentOf(c);
-      column.m_bIsNull = GetAttributeValue(c, "isnull") == "yes";
-      column.m_bOnlyInsert = GetAttributeValue(c, "isonlyinsert") == "yes";
-      record.push_back(std::move(column));
-      return true;
-    });
-    bool written = WriteRecord(record);
-    if (!LogRecordOutcome(record, number, written, false)) return false;
+  if (m_pInDatabase->GetDialect() == EDialect::kSQLite) {
+    // Every row is its own transaction: checkpoint the write-ahead log less often than after
+    // every thousand pages. Committed rows stay safe: the log is written before each commit ends.
+    try {
+      m_pInDatabase->ExecuteSQL("PRAGMA wal_autocheckpoint = 20000");
+    } catch (const CDBException&) {
+      // A database not in WAL mode has no log to checkpoint.
+    }
   }
-  Log(StrFormat("-- Trasferiti %d records", number), TMS_INFO);
-  Log("- Fine trasferimento tabella " + name, TMS_INFO);
   return true;
 }
 
-bool CTarvoExchangeXML::DOMElement_importfile_execute(DOMElement* element) {
-  CString sql = GetElementText(element);
+bool CTarvoExchangeXML::Process_importfile_BeginTable(const CString& name) {
+  if (!OpenDestinationForImport()) return false;
+  Log("- Avvio trasferimento tabella " + name, TMS_INFO);
+  return true;
+}
+
+bool CTarvoExchangeXML::Process_importfile_Record(CRecord& record, int number) {
+  if (CtrlEventStop()) return false;
+  bool written = WriteRecord(record);
+  return LogRecordOutcome(record, number, written, false);
+}
+
+void CTarvoExchangeXML::Process_importfile_EndTable(const CString& name, int records) {
+  Log(StrFormat("-- Trasferiti %d records", records), TMS_INFO);
+  Log("- Fine trasferimento tabella " + name, TMS_INFO);
+}
+
+bool CTarvoExchangeXML::Process_importfile_ExecuteText(const CString& text) {
+  CString sql = text;
   sql.erase(std::remove_if(sql.begin(), sql.end(), [](char c) { return c == '\r' || c == '\n'; }), sql.end());
   sql = tarvo::Trim(sql, " \t");
   CheckForFilterParams(sql);
@@ -297,7 +298,8 @@ bool CTarvoExchangeXML::Process_driverfile_ImportTableTXT(const CString& table, 
                                                          const CString&, const CString& primarykey,
                                                          CString filename) {
   Log("- Avvio trasferimento tabella " + table, TMS_INFO);
-  if (!IsInDatabaseOpen() && !OpenInDatabase(false)) return false;
+  if (!OpenDestinationForImport()) return false;
+  ImportCacheScope cacheScope(m_pImportCache);
   CStdioFile file;
   try {
     file.Open(tarvo::NativePath(filename), CStdioFile::Mode::kRead);

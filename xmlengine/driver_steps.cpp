@@ -45,11 +45,7 @@ bool CTarvoExchangeXML::DOMElement_driverfile_table(DOMElement* e) {
     return false;
 
   if (action == "export") {
-    bool ok = true;
-    if (format == "xml") ok = Process_driverfile_ExportQueryXML(sql, name, primarykey, filename);
-    else if (format == "csv") ok = Process_driverfile_ExportQueryCSV(sql, name, primarykey, filename, append);
-    else if (format == "txt") ok = Process_driverfile_ExportQueryTXT(sql, name, primarykey, filename, append);
-    if (!ok) return false;
+    if (!ExportQuery(format, sql, name, primarykey, filename, append)) return false;
     m_arrFiles.push_back(filename);
     return true;
   }
@@ -88,15 +84,17 @@ bool CTarvoExchangeXML::DOMElement_driverfile_query(DOMElement* e) {
   CheckForFilterParams(sql);
   CheckForFilterParams(filename);
 
-  if (action == "export") {
-    bool ok = true;
-    if (format == "xml") ok = Process_driverfile_ExportQueryXML(sql, table, primarykey, filename);
-    else if (format == "csv") ok = Process_driverfile_ExportQueryCSV(sql, table, primarykey, filename, append);
-    else if (format == "txt") ok = Process_driverfile_ExportQueryTXT(sql, table, primarykey, filename, append);
-    if (!ok) return false;
-  }
+  if (action == "export" && !ExportQuery(format, sql, table, primarykey, filename, append)) return false;
   // Unlike a table step, a query step records its file name whatever its action and format.
   m_arrFiles.push_back(filename);
+  return true;
+}
+
+bool CTarvoExchangeXML::ExportQuery(const CString& format, const CString& sql, const CString& table,
+                                    const CString& primarykey, CString& filename, bool append) {
+  if (format == "xml") return Process_driverfile_ExportQueryXML(sql, table, primarykey, filename);
+  if (format == "csv") return Process_driverfile_ExportQueryCSV(sql, table, primarykey, filename, append);
+  if (format == "txt") return Process_driverfile_ExportQueryTXT(sql, table, primarykey, filename, append);
   return true;
 }
 

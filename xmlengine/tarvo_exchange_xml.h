@@ -20,6 +20,7 @@
 #include "framework/tarvo_import.h"
 
 class CDBField;
+class CODBCRecordset;
 class DOMTreeErrorReporter;
 
 class CTarvoExchangeXML : public CTarvoImport {
@@ -73,6 +74,16 @@ class CTarvoExchangeXML : public CTarvoImport {
     bool operator()(const CString& a, const CString& b) const;
   };
   using FieldMap = std::map<CString, CField, NoCaseLess>;
+
+  // Internal to the import steps: what an import learns once per destination table and column
+  // list (the SQL types of its columns) and the statements it prepares once; emptied at the end
+  // of each import step, so it never outlives the destination connection.
+  struct CImportCache {
+    std::map<CString, std::vector<int>> columnTypes;  // per record column; kUnknownColumn if absent
+    std::map<CString, std::unique_ptr<CODBCStatement>> statements;
+  };
+  static constexpr int kUnknownColumn = -32768;
+
   using Handler = bool (CTarvoExchangeXML::*)(DOMElement*);
 
   CTarvoExchangeXML();
@@ -94,15 +105,16 @@ class CTarvoExchangeXML : public CTarvoImport {
   // Type name of the data file for an ODBC SQL type.
   static CString GetColumnType(int sqlType);
 
-  // Produced data files, in order (read by `zipfile`).
+  // Data files written so far by table, query and execute steps, in order (packed by `zipfile`),
+  // and the counter that numbers generated file names; neither is reset between runs.
   const CStringArray& GetProducedFiles() const { return m_arrFiles; }
   int GetFileCounter() const { return m_nFileCounter; }
-  const FieldMap& GetFieldDefinitions() const { return m_mapFields; }
 
  protected:
   // --- interpreter: driver file, dispatcher and the small steps ---
   void CreateDOMParser();
   void ReleaseDOMParser();
+  // The parsed driver, owned by the caller, or null (the error reporter or a log line says why).
   DOMDocument* ReadDriver(CString path);
   bool ExecuteTransfer(DOMDocument* driver);
   CString GetAttributeValue(DOMElement* element, CString name);
@@ -138,14 +150,19 @@ class CTarvoExchangeXML : public CTarvoImport {
                                          const CString& orderby, const CString& primarykey, CString filename);
   bool Process_driverfile_ImportTableTXT(const CString& table, const CString& columns, const CString& where,
                                          const CString& orderby, const CString& primarykey, CString filename);
-  bool DOMElement_importfile_exchagedata(DOMElement* root);
-  bool DOMElement_importfile_table(DOMElement* element);
-  bool DOMElement_importfile_execute(DOMElement* element);
-  bool Process_importfile_ImportTableXML(DOMElement* table, const CString& name, const CString& primarykey);
+  // The events of an XML data file being read (CDataFileReader): a table begins (opens the
+  // destination database), a record is written, a table ends (totals).
+  bool Process_importfile_BeginTable(const CString& name);
+  bool Process_importfile_Record(CRecord& record, int number);
+  void Process_importfile_EndTable(const CString& name, int records);
+  // An `execute` of a data file: line ends removed, trimmed, placeholders substituted, then run.
+  bool Process_importfile_ExecuteText(const CString& text);
   bool Process_importfile_Execute(const CString& sql);
   // Runs one statement at once on the destination (`destination`) or the source database, between
   // the lines "- Avvio esecuzione locale query ..." and "- Fine esecuzione locale query ...".
   bool RunLocalStatement(const CString& sql, bool destination);
+  // Opens the destination database if needed and sets it up for row-by-row writing.
+  bool OpenDestinationForImport();
   // Looks the row up by its key, then updates or inserts it; false with m_strError on failure.
   bool WriteRecord(CRecord& record);
   // Logs the outcome of one written row; false when the user chose to stop the import.
@@ -188,11 +205,24 @@ class CTarvoExchangeXML : public CTarvoImport {
   std::unique_ptr<xercesc::XercesDOMParser> m_pParser;
   std::unique_ptr<DOMTreeErrorReporter> m_pErrorReporter;
 
+  std::unique_ptr<CImportCache> m_pImportCache;
+
  private:
+  // Runs the writer of `format` ("xml", "csv", "txt"); any other format writes nothing and succeeds.
+  bool ExportQuery(const CString& format, const CString& sql, const CString& table, const CString& primarykey,
+                   CString& filename, bool append);
   // The common loop of the CSV and fixed-width writers.
   bool ExportQueryText(const CString& sql, const CString& table, CString& filename, bool append, bool csv);
   // "%03d_%s.xml" of the data-file counter and `name`.
   CString GeneratedFileName(const CString& name) const;
-  // Value of a result column for the text and XML writers.
-  CString ColumnText(const CDBField& value, bool xmlDefaults) const;
+  // How the writers turn one result column into text: its type name, the driver's definition if
+  // any, and the XML writer's own date or time format.
+  struct CColumnPlan {
+    CString type;
+    bool hasField = false;
+    CField field;
+    CString defaultFormat;
+  };
+  std::vector<CColumnPlan> PlanColumns(CODBCRecordset& rs, bool xml) const;
+  static CString ColumnText(const CColumnPlan& plan, const CDBField& value);
 };

@@ -35,3 +35,20 @@ TEST(TextHelpers, ReplaceAllDoesNotRescanReplacedText) {
   EXPECT_EQ(ReplaceAll(s, "a", "aa"), 3);
   EXPECT_EQ(s, "aaaaaa");
 }
+
+TEST(Cp1252Utf16, EveryByteSurvivesARoundTrip) {
+  CString all;
+  for (int b = 1; b < 256; ++b) all += static_cast<char>(b);
+  std::u16string wide = Cp1252ToUtf16(all);
+  EXPECT_EQ(wide[0x80 - 1], u'\u20AC');  // the euro sign
+  EXPECT_EQ(wide[0x81 - 1], u'\u0081');  // an undefined byte keeps its C1 value
+  bool lossless = false;
+  EXPECT_EQ(Utf16ToCp1252(wide, &lossless), all);
+  EXPECT_TRUE(lossless);
+}
+
+TEST(Cp1252Utf16, CharactersOutsideTheCodePageBecomeOneQuestionMarkEach) {
+  bool lossless = true;
+  EXPECT_EQ(Utf16ToCp1252(u"a\u0416\U0001F600\xD800" u"b", &lossless), "a???b");
+  EXPECT_FALSE(lossless);
+}

@@ -24,6 +24,7 @@ namespace tarvo::test {
 // The engine with its steps opened to the tests.
 class TestEngine : public CTarvoExchangeXML {
  public:
+  using CTarvoExchangeXML::CreateDataDocument;
   using CTarvoExchangeXML::CreateDOMParser;
   using CTarvoExchangeXML::m_mapFields;
   using CTarvoExchangeXML::Process_driverfile_ExportQueryCSV;
@@ -31,6 +32,7 @@ class TestEngine : public CTarvoExchangeXML {
   using CTarvoExchangeXML::Process_driverfile_ExportQueryXML;
   using CTarvoExchangeXML::Process_driverfile_ImportTableTXT;
   using CTarvoExchangeXML::Process_driverfile_ImportTableXML;
+  using CTarvoExchangeXML::WriteDataFile;
 };
 
 // A host UI whose answers the test sets; it records what it was shown.
@@ -93,6 +95,14 @@ class EngineEnvironment {
     engine.SetVerbose(false);
     engine.SetOutDir(Work());
     engine.SetInDir(Work());
+  }
+  // Runs a new engine over the driver made of `steps`, from `source` to `destination`.
+  int RunSteps(const std::string& steps, const std::string& source, const std::string& destination = "") {
+    CTarvoExchangeXML engine;
+    Prepare(engine, Driver(steps));
+    engine.SetSrcConfig(source);
+    engine.SetDestConfig(destination);
+    return engine.Run();
   }
   // Wraps step elements into a driver document.
   static std::string Driver(const std::string& steps) {

@@ -2,8 +2,12 @@
 // the field value formatting the three writers share.
 #include <gmock/gmock.h>
 
+#include <xercesc/dom/DOM.hpp>
+
 #include "platform/event.h"
 #include "tests/xmlengine/engine_fixture.h"
+#include "xmlengine/data_file_stream.h"
+#include "xmlengine/dom_support.h"
 
 namespace tarvo::test {
 namespace {
@@ -40,10 +44,7 @@ class ExportFiles : public DbTest {
     CreateSample(*source_);
   }
   int RunDriver(const std::string& steps) {
-    CTarvoExchangeXML engine;
-    env_.Prepare(engine, EngineEnvironment::Driver("<cd directory=\"@destfolder\"/>" + steps));
-    engine.SetSrcConfig(source_->Config());
-    return engine.Run();
+    return env_.RunSteps("<cd directory=\"@destfolder\"/>" + steps, source_->Config());
   }
   ScratchDatabase* source_ = nullptr;
   EngineEnvironment env_;
@@ -167,9 +168,87 @@ TEST_P(ExportFiles, NumberFormatAppliesToNumericColumns) {
             1);
   // The SQLite driver reports NUMERIC columns as double, to which a format does not apply.
   EXPECT_EQ(ReadBytes(env_.Work("n.txt")), GetParam() == DbKind::kPostgreSQL ? "00012.50\r\n" : "12.5\r\n");
+  // A format that is not one number conversion is not applied.
+  ASSERT_EQ(RunDriver("<table action=\"export\" format=\"txt\" name=\"IMPORTI\" columns=\"X\" filename=\"s.txt\">"
+                      "<fields><field name=\"X\" format=\"%s %n %f\"/></fields></table>"),
+            1);
+  EXPECT_EQ(ReadBytes(env_.Work("s.txt")), "12.5\r\n");
 }
 
 INSTANTIATE_TEST_SUITE_P(Drivers, ExportFiles, testing::ValuesIn(AllDbKinds()), DbKindName);
+
+// --- The streamed data file against the library's serializer ---------------------------------
+TEST(DataFileStream, WritesWhatTheSerializerWritesForAnyText) {
+  EngineEnvironment env;
+  const std::vector<std::pair<std::string, std::string>> columns = {
+      {"PLAIN", "ALI001"},
+      {"MARKUP", "a&<>\"'\tb]]>"},
+      {"LINES", "x\ny\r\nz\r"},
+      {"LATIN", "\x7f\x81\x8d\xa0\xe8\xff"},
+      {"WINDOWS", "\x80\x99\x8c\x9f"},
+      {"BLANKS", "  lead and trail  "},
+      {"EMPTY", ""},
+      {"N\"A<&>\t\n\r\x80", "name with markup"},
+  };
+  const std::string table = "T&<>\"'\t\n\r\x80\xe8", key = "K\"1";
+
+  TestEngine engine;
+  xercesc::DOMDocument* document = engine.CreateDataDocument();
+  ASSERT_NE(document, nullptr);
+  using tarvo::xml::XStr;
+  xercesc::DOMElement* t = document->createElement(XStr("table").c_str());
+  t->setAttribute(XStr("name").c_str(), XStr(table).c_str());
+  t->setAttribute(XStr("primarykey").c_str(), XStr(key).c_str());
+  document->getDocumentElement()->appendChild(t);
+  CDataFileStream stream(env.Work("streamed.xml"));
+  stream.BeginTable(table, key);
+  for (int number = 1; number <= 2; ++number) {
+    xercesc::DOMElement* r = document->createElement(XStr("record").c_str());
+    r->setAttribute(XStr("number").c_str(), XStr(std::to_string(number)).c_str());
+    t->appendChild(r);
+    stream.BeginRecord(number);
+    for (const auto& [name, text] : columns) {
+      bool isNull = text.empty();
+      xercesc::DOMElement* c = document->createElement(XStr("column").c_str());
+      c->setAttribute(XStr("name").c_str(), XStr(name).c_str());
+      c->setAttribute(XStr("type").c_str(), XStr("string").c_str());
+      c->setAttribute(XStr("isnull").c_str(), XStr(isNull ? "yes" : "no").c_str());
+      if (!text.empty()) c->appendChild(document->createTextNode(XStr(text).c_str()));
+      r->appendChild(c);
+      stream.Column(stream.EscapeAttribute(name), "string", isNull, text);
+    }
+    stream.EndRecord();
+  }
+  ASSERT_TRUE(engine.WriteDataFile(env.Work("serialized.xml"), document));
+  document->release();
+  ASSERT_TRUE(stream.IsValid());
+  stream.Commit();
+  EXPECT_EQ(ReadBytes(env.Work("streamed.xml")), ReadBytes(env.Work("serialized.xml")));
+  EXPECT_FALSE(std::filesystem::exists(env.Work("streamed.xml.part")));
+}
+
+TEST(DataFileStream, ControlCharactersFailTheExportAndLeaveNoFile) {
+  ScratchDatabase db(DbKind::kSQLite);
+  db.Execute("CREATE TABLE C (T VARCHAR(10))");
+  db.Execute("INSERT INTO C VALUES ('a' || char(1) || 'b')");
+  EngineEnvironment env;
+  EXPECT_EQ(env.RunSteps("<cd directory=\"@destfolder\"/><table action=\"export\" format=\"xml\" name=\"C\" columns=\"T\"/>",
+                         db.Config()),
+            0);
+  EXPECT_TRUE(env.HasLine("An error occured during parsing+   Message: invalid or illegal XML character"));
+  EXPECT_TRUE(env.HasLine("-- Trasferiti 1 records"));
+  EXPECT_TRUE(std::filesystem::is_empty(env.Work()));
+}
+
+TEST(DataFileStream, UnwritableFolderGivesTheLibrarysMessage) {
+  ScratchDatabase db(DbKind::kSQLite);
+  db.Execute("CREATE TABLE C (T VARCHAR(10))");
+  EngineEnvironment env;
+  EXPECT_EQ(env.RunSteps("<table action=\"export\" format=\"xml\" name=\"C\" columns=\"T\" filename=\"/no/such/dir/c.xml\"/>",
+                         db.Config()),
+            0);
+  EXPECT_TRUE(env.HasLine("An error occured during parsing+   Message: unable to open file '/no/such/dir/c.xml'"));
+}
 
 // --- Unwritable files ----------------------------------------------------------------------------
 TEST(UnwritableFile, FixedWidthShowsABoxEvenWhenNotVerboseCsvFailsSilently) {
@@ -177,11 +256,11 @@ TEST(UnwritableFile, FixedWidthShowsABoxEvenWhenNotVerboseCsvFailsSilently) {
   CreateSample(db);
   for (const char* format : {"txt", "csv"}) {
     EngineEnvironment env;
-    CTarvoExchangeXML engine;
-    env.Prepare(engine, EngineEnvironment::Driver(std::string("<table action=\"export\" format=\"") + format +
-                                                  "\" name=\"PROVA\" columns=\"*\" filename=\"/no/such/dir/p\"/>"));
-    engine.SetSrcConfig(db.Config());
-    EXPECT_EQ(engine.Run(), 0) << format;
+    EXPECT_EQ(env.RunSteps(std::string("<table action=\"export\" format=\"") + format +
+                               "\" name=\"PROVA\" columns=\"*\" filename=\"/no/such/dir/p\"/>",
+                           db.Config()),
+              0)
+        << format;
     EXPECT_EQ(env.ui.boxes.size(), std::string(format) == "txt" ? 1u : 0u) << format;
     EXPECT_EQ(env.Lines(), std::vector<std::string>{"Avvio trasferimento dati ..."}) << format;
   }

@@ -157,14 +157,18 @@ TEST_P(ImportFiles, FailingRowsAreLoggedAndSkippedWhenNotVerbose) {
   EXPECT_TRUE(env_.ui.questions.empty());
 }
 
+// Three rows of which the second names a column the table does not have.
+const char kSecondRowFails[] =
+    "<exchangedata><table name=\"PROVA\" primarykey=\"CODICE\">"
+    "<record><column name=\"CODICE\">X1</column></record>"
+    "<record><column name=\"NOPE\">1</column></record>"
+    "<record><column name=\"CODICE\">X3</column></record>"
+    "</table></exchangedata>";
+
 TEST_P(ImportFiles, VerboseRunAsksAndNoEndsTheImport) {
   verbose_ = true;
   env_.ui.answerYes = false;
-  EXPECT_EQ(Import("xml", "<exchangedata><table name=\"PROVA\" primarykey=\"CODICE\">"
-                          "<record><column name=\"CODICE\">X1</column></record>"
-                          "<record><column name=\"NOPE\">1</column></record>"
-                          "<record><column name=\"CODICE\">X3</column></record>"
-                          "</table></exchangedata>"),
+  EXPECT_EQ(Import("xml", kSecondRowFails),
             0);
   ASSERT_EQ(env_.ui.questions.size(), 1u);
   EXPECT_THAT(env_.ui.questions[0], HasSubstr("Errore durante il trasferimento dati:\n\n"));
@@ -186,11 +190,7 @@ TEST_P(ImportFiles, StopKeepsTheRowsWrittenBeforeIt) {
   SetHostUI(&ui);
   verbose_ = true;
   stop_ = &ui.stop;
-  EXPECT_EQ(Import("xml", "<exchangedata><table name=\"PROVA\" primarykey=\"CODICE\">"
-                          "<record><column name=\"CODICE\">X1</column></record>"
-                          "<record><column name=\"NOPE\">1</column></record>"
-                          "<record><column name=\"CODICE\">X3</column></record>"
-                          "</table></exchangedata>"),
+  EXPECT_EQ(Import("xml", kSecondRowFails),
             0);
   SetHostUI(nullptr);
   EXPECT_EQ(Rows(target_->Db(), "SELECT CODICE FROM PROVA ORDER BY CODICE"), (std::vector<std::string>{"A1", "X1"}));
@@ -231,7 +231,9 @@ TEST_P(ImportFiles, MissingDataFileFails) {
                                                  "<table action=\"import\" format=\"txt\" filename=\"/no/such.txt\"/>"));
   engine.SetDestConfig(target_->Config());
   EXPECT_EQ(engine.Run(), 0);
-  EXPECT_THAT(env_.Lines(), Contains(HasSubstr("Errore nel file ")));
+  EXPECT_EQ(env_.Lines(), (std::vector<std::string>{"Avvio trasferimento dati ...",
+                                                     "Errore durante la lettura del driver",
+                                                     "   Dettagli: unable to open primary document entity '/no/such.xml'"}));
 }
 
 // --- Fixed-width files -----------------------------------------------------------------------

@@ -210,6 +210,23 @@ TEST(Dispatcher, FirstFailingStepEndsTheRun) {
   EXPECT_FALSE(std::filesystem::exists(env.Work("001_NO_SUCH_TABLE.xml")));
 }
 
+TEST(Dispatcher, DataStepsCountAndRecordTheirFilesAcrossRuns) {
+  EngineEnvironment env;
+  CTarvoExchangeXML engine;
+  env.Prepare(engine, EngineEnvironment::Driver(
+                          "<table action=\"export\" format=\"pdf\" name=\"T\" filename=\"a.pdf\"/>"
+                          "<table action=\"delete\" name=\"T\" filename=\"b\"/>"
+                          "<query action=\"export\" format=\"none\" tablename=\"Q\"/>"
+                          "<query action=\"other\" tablename=\"Q\" filename=\"c\"/>"));
+  ASSERT_EQ(engine.Run(), 1);
+  EXPECT_EQ(engine.GetFileCounter(), 4);
+  // An unknown table action records nothing; a query records its name whatever it did.
+  EXPECT_EQ(engine.GetProducedFiles(), (std::vector<CString>{"a.pdf", "", "c"}));
+  ASSERT_EQ(engine.Run(), 1);
+  EXPECT_EQ(engine.GetFileCounter(), 8);
+  EXPECT_EQ(engine.GetProducedFiles().size(), 6u);
+}
+
 TEST(Dispatcher, HandlersAreFoundByExactName) {
   EXPECT_NE(CTarvoExchangeXML::FindHandler("table"), nullptr);
   EXPECT_NE(CTarvoExchangeXML::FindHandler("httpdownload"), nullptr);

@@ -1,0 +1,30 @@
+// CDataFileReader reads an XML data file ("exchangedata") as a stream of events: the start and end
+// of each `table`, each `record` with its columns, and each `execute` statement. Nothing but the
+// current record is held in memory. Used by the import step on the engine's worker thread.
+#pragma once
+
+#include <functional>
+
+#include <xercesc/sax/ErrorHandler.hpp>
+
+#include "platform/text.h"
+#include "xmlengine/tarvo_exchange_xml.h"
+
+struct CDataFileEvents {
+  // `table` with its "name" and "primarykey"; false stops the reading.
+  std::function<bool(const CString& name, const CString& primarykey)> beginTable;
+  // One `record` of the current table, numbered from 1; false stops the reading.
+  std::function<bool(CTarvoExchangeXML::CRecord& record, int number)> record;
+  // The end of the current table, with the number of its records.
+  std::function<void(const CString& name, int records)> endTable;
+  // The text of an `execute` (plain text children only, as written); false stops the reading.
+  std::function<bool(const CString& text)> execute;
+};
+
+class CDataFileReader {
+ public:
+  // Parses the file at `path` (native) without validation, reporting errors to `errors`. With
+  // `events` null the file is only checked. Returns false when the file has errors or an event
+  // stopped the reading. The XML library's exceptions pass through.
+  static bool Read(const CString& path, xercesc::ErrorHandler* errors, const CDataFileEvents* events);
+};
