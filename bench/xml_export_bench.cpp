@@ -5,6 +5,7 @@
 //
 // Usage: bench_xml_export_bench [articles [export]]   ("export" skips the imports; other arguments, such as benchmark filters, are
 // ignored). Needs sqlite3 on PATH.
+#include <deque>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -106,11 +107,13 @@ int RunWithWindow(const std::string& driver, const std::string& src, const std::
   CWnd window;
   bool done = false;
   std::thread host([&] {
+    std::deque<MSG> batch;
     while (!done) {
-      auto m = window.GetMessage(std::chrono::milliseconds(100));
-      if (!m) continue;
-      if (m->lParam == TMS_FINISHED) done = true;
-      else delete reinterpret_cast<CString*>(m->wParam);
+      if (!window.GetMessages(batch, std::chrono::milliseconds(100))) continue;
+      for (const MSG& m : batch) {
+        if (m.lParam == TMS_FINISHED) done = true;
+        else delete reinterpret_cast<CString*>(m.wParam);
+      }
     }
   });
   int result = RunDriver(driver, src, dest, &window);

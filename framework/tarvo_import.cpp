@@ -62,7 +62,7 @@ void CTarvoImport::PostLine(const CString& line, EThreadMessageStatus status) {
 
 void CTarvoImport::Log(const char* text, EThreadMessageStatus status) {
   if (!text) text = "";
-  if (CWnd::IsWindow(m_pParentWnd)) {
+  if (m_pParentWnd) {  // PostLine drops the line if the window is gone
     CString line(text);
     for (char& c : line) {
       if (c == '\r') c = ' ';

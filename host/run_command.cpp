@@ -1,6 +1,7 @@
 #include "host/run_command.h"
 
 #include <chrono>
+#include <deque>
 #include <filesystem>
 #include <memory>
 #include <thread>
@@ -150,9 +151,12 @@ int RunOnWorker(CTarvoImport& procedure, CWnd& window, CEvent& stop, Console& co
     });
   }
   int signals_seen = 0;
-  for (;;) {
-    std::optional<MSG> m = window.GetMessage(std::chrono::milliseconds(100));
-    if (m && Dispatch(*m, console)) break;
+  std::deque<MSG> batch;
+  for (bool done = false; !done;) {
+    if (window.GetMessages(batch, std::chrono::milliseconds(100)))
+      for (const MSG& m : batch)
+        if (Dispatch(m, console)) done = true;
+    if (done) break;
     int count = StopSignals::Count();
     if (count > signals_seen) {
       if (signals_seen == 0) {

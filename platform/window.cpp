@@ -43,11 +43,15 @@ bool CWnd::PostMessage(CWnd* window, UINT message, WPARAM wParam, LPARAM lParam)
   if (!window) return false;
   std::lock_guard<std::mutex> lock(RegistryMutex());
   if (!Registry().count(window)) return false;
+  bool wasEmpty;
   {
     std::lock_guard<std::mutex> qlock(window->mutex_);
+    wasEmpty = window->queue_.empty();
     window->queue_.push_back(MSG{message, wParam, lParam});
   }
-  window->cv_.notify_one();
+  // The host sleeps only on an empty queue: waking it for every line of a busy run costs more than
+  // the line itself.
+  if (wasEmpty) window->cv_.notify_one();
   return true;
 }
 
@@ -61,6 +65,18 @@ std::optional<MSG> CWnd::GetMessage(std::optional<std::chrono::milliseconds> tim
   MSG m = queue_.front();
   queue_.pop_front();
   return m;
+}
+
+bool CWnd::GetMessages(std::deque<MSG>& out, std::optional<std::chrono::milliseconds> timeout) {
+  out.clear();
+  std::unique_lock<std::mutex> lock(mutex_);
+  if (timeout) {
+    if (!cv_.wait_for(lock, *timeout, [&] { return !queue_.empty(); })) return false;
+  } else {
+    cv_.wait(lock, [&] { return !queue_.empty(); });
+  }
+  out.swap(queue_);
+  return true;
 }
 
 size_t CWnd::PendingMessages() const {

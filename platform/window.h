@@ -38,6 +38,9 @@ class CWnd {
 
   // Waits up to `timeout` for the next message (forever when nullopt); nullopt on time-out.
   std::optional<MSG> GetMessage(std::optional<std::chrono::milliseconds> timeout = std::nullopt);
+  // Takes every queued message at once (waiting as GetMessage does when none is queued); false on
+  // time-out. A busy host takes its lines in batches this way instead of one lock per line.
+  bool GetMessages(std::deque<MSG>& out, std::optional<std::chrono::milliseconds> timeout = std::nullopt);
   size_t PendingMessages() const;
 
   // Posts to `window` if it still exists; false otherwise (the caller keeps ownership of
