@@ -63,7 +63,7 @@ class CTarvoExchangeXML : public CTarvoImport {
     int m_nColumns = 0;
     CString m_strTable;
     CString m_strPrimaryKey;  // alternatives separated by "|", columns by blanks or commas
-    CString m_strCondition;   // key condition built from the specification
+    CString m_strCondition;   // key condition built from the key definition
     CString m_strColumns;     // column list of the SELECT
     CString m_strError;       // last database error text
     int m_nOperation = kNone;
@@ -95,7 +95,7 @@ class CTarvoExchangeXML : public CTarvoImport {
   // The handler of a driver element by its exact name; null for names the engine ignores.
   static Handler FindHandler(const CString& elementName);
 
-  // Key condition of a row from its key specification (the record's primary key and columns).
+  // Key condition of a row from its key definition (the record's primary key and columns).
   static CString BuildKeyCondition(const CRecord& record);
   // The text written for a value under a field definition (shared by the three writers).
   static CString FormatFieldValue(const CField& field, const CDBField& value);

@@ -33,7 +33,7 @@ Column Col(const char* name, const char* value, const char* type = "", bool isNu
 
 class KeyCondition : public testing::TestWithParam<KeyCase> {};
 
-TEST_P(KeyCondition, IsBuiltFromTheKeySpecification) {
+TEST_P(KeyCondition, IsBuiltFromTheKeyDefinition) {
   Record r;
   r.m_strPrimaryKey = GetParam().spec;
   for (const Column& c : GetParam().columns) r.push_back(c);
@@ -57,7 +57,7 @@ INSTANTIATE_TEST_SUITE_P(
         KeyCase{"NullSingleKeyGivesNoCondition", "CODICE", {Col("CODICE", "", "string", true)}, ""},
         KeyCase{"NullKeyEndsItsAlternative", "A,B,C", {Col("A", "1"), Col("B", "", "", true), Col("C", "3")},
                 " ( ( A = '1' ) ) "},
-        KeyCase{"NoSpecificationNoCondition", "", {Col("A", "1")}, ""}),
+        KeyCase{"NoKeyNoCondition", "", {Col("A", "1")}, ""}),
     [](const testing::TestParamInfo<KeyCase>& i) { return std::string(i.param.name); });
 
 // --- XML data files --------------------------------------------------------------------------
