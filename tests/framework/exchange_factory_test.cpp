@@ -80,7 +80,9 @@ TEST_P(FactoryTest, BothDriverTypesGiveTheSameEngine) {
   auto a = Get(40);
   auto b = Get(41);
   ASSERT_EQ(a == nullptr, b == nullptr);
-  if (a) EXPECT_EQ(typeid(*a), typeid(*b));
+  if (a) {
+    EXPECT_EQ(typeid(*a), typeid(*b));
+  }
 }
 
 TEST_P(FactoryTest, DatabaseErrorIsShownOnceAndGivesNothing) {
