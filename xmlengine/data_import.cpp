@@ -266,11 +266,7 @@ void CTarvoExchangeXML::Process_importfile_EndTable(const CString& name, int rec
 }
 
 bool CTarvoExchangeXML::Process_importfile_ExecuteText(const CString& text) {
-  CString sql = text;
-  sql.erase(std::remove_if(sql.begin(), sql.end(), [](char c) { return c == '\r' || c == '\n'; }), sql.end());
-  sql = tarvo::Trim(sql, " \t");
-  CheckForFilterParams(sql);
-  return Process_importfile_Execute(sql);
+  return Process_importfile_Execute(StatementText(text));
 }
 
 bool CTarvoExchangeXML::Process_importfile_Execute(const CString& sql) { return RunLocalStatement(sql, false); }

@@ -23,18 +23,17 @@ namespace {
 const CString kSeparator(68, '-');
 const char kCannotProceed[] = "- Impossibile procedere con il trasferimento dati.";
 
-// The statement of an `execute` or `localexecute` element: its plain text with line breaks
-// removed (not replaced), trimmed, placeholders substituted.
-CString StatementText(const CTarvoImport& procedure, const CString& elementText) {
+}  // namespace
+
+// ---------------------------------------------------------------------------------------------
+CString CTarvoExchangeXML::StatementText(const CString& elementText) const {
   CString sql;
   for (char c : elementText)
     if (c != '\r' && c != '\n') sql += c;
   sql = tarvo::Trim(sql);
-  procedure.CheckForFilterParams(sql);
+  CheckForFilterParams(sql);
   return sql;
 }
-
-}  // namespace
 
 // ---------------------------------------------------------------------------------------------
 // execute, localexecute
@@ -42,7 +41,7 @@ CString StatementText(const CTarvoImport& procedure, const CString& elementText)
 bool CTarvoExchangeXML::DOMElement_driverfile_execute(DOMElement* element) {
   ++m_nFileCounter;
   CString filename = GetAttributeValue(element, "filename");
-  CString sql = StatementText(*this, GetElementText(element));
+  CString sql = StatementText(GetElementText(element));
   if (!Process_driverfile_Execute(sql, filename)) return false;
   m_arrFiles.push_back(filename);
   return true;
@@ -65,7 +64,7 @@ bool CTarvoExchangeXML::Process_driverfile_Execute(const CString& sql, CString& 
 
 bool CTarvoExchangeXML::DOMElement_driverfile_localexecute(DOMElement* element) {
   CString target = GetAttributeValue(element, "targetdb");
-  return Process_driverfile_Localexecute(StatementText(*this, GetElementText(element)), target);
+  return Process_driverfile_Localexecute(StatementText(GetElementText(element)), target);
 }
 
 // "destdb" (exactly) runs on the destination database; anything else on the source.

@@ -111,6 +111,10 @@ class CTarvoExchangeXML : public CTarvoImport {
   int GetFileCounter() const { return m_nFileCounter; }
 
  protected:
+  // The statement of an `execute` or `localexecute` element or of a data file's execute: its
+  // text with line breaks removed (not replaced), trimmed, placeholders substituted.
+  CString StatementText(const CString& elementText) const;
+
   // --- interpreter: driver file, dispatcher and the small steps ---
   void CreateDOMParser();
   void ReleaseDOMParser();
