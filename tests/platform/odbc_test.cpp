@@ -112,10 +112,6 @@ TEST(SqlScript, SplitsOnSemicolonsOutsideQuotesCommentsAndDollarBodies) {
   ASSERT_EQ(parts.size(), 3u);
   EXPECT_EQ(parts[1], "INSERT INTO A VALUES ('a;b''c')");
   EXPECT_NE(parts[2].find("RETURN 1; END;"), CString::npos);
-  auto trigger = SplitSqlScript(
-      "CREATE TRIGGER T AFTER INSERT ON A BEGIN UPDATE B SET X = 1; UPDATE C SET Y = 2; END;\nSELECT 1;");
-  ASSERT_EQ(trigger.size(), 2u);
-  EXPECT_EQ(trigger[1], "SELECT 1");
 }
 
 TEST(SqlScript, SqliteTriggerBodyEndsAtItsEnd) {
