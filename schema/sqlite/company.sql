@@ -15,6 +15,8 @@
 -- at the end keep each generator above the highest key stored, so both ways
 -- of assigning keys never collide.
 
+PRAGMA page_size = 1024;
+
 -- ---------------------------------------------------------------------------
 -- Article master: classification, VAT rates, units of measure, articles
 -- ---------------------------------------------------------------------------
