@@ -1,6 +1,7 @@
 #include "platform/window.h"
 
 #include <set>
+#include <thread>
 
 namespace {
 // Every live window; guarded by RegistryMutex so that a post never races a destruction.
@@ -75,6 +76,11 @@ bool CWnd::GetMessages(std::deque<MSG>& out, std::optional<std::chrono::millisec
   } else {
     cv_.wait(lock, [&] { return !queue_.empty(); });
   }
+  // A busy run posts a line per row. Letting a few milliseconds of lines gather before taking
+  // them means the poster finds the queue full and seldom has to wake this thread.
+  lock.unlock();
+  std::this_thread::sleep_for(kBatchGathering);
+  lock.lock();
   out.swap(queue_);
   return true;
 }

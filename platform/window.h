@@ -38,10 +38,12 @@ class CWnd {
 
   // Waits up to `timeout` for the next message (forever when nullopt); nullopt on time-out.
   std::optional<MSG> GetMessage(std::optional<std::chrono::milliseconds> timeout = std::nullopt);
-  // Takes every queued message at once (waiting as GetMessage does when none is queued); false on
-  // time-out. A busy host takes its lines in batches this way instead of one lock per line.
+  // Takes every queued message at once (waiting as GetMessage does when none is queued, then
+  // letting more gather for kBatchGathering); false on time-out. A busy host takes its lines in
+  // batches this way instead of being woken for each line.
   bool GetMessages(std::deque<MSG>& out, std::optional<std::chrono::milliseconds> timeout = std::nullopt);
   size_t PendingMessages() const;
+  static constexpr std::chrono::milliseconds kBatchGathering{5};
 
   // Posts to `window` if it still exists; false otherwise (the caller keeps ownership of
   // anything the message points to).
