@@ -317,6 +317,19 @@ void CODBCStatement::Prepare(const CString& sql) {
         SQL_HANDLE_STMT, hstmt_, "SQLPrepare");
   sql_ = sql;
   prepared_ = true;
+  countUnknown_ = false;
+}
+
+void CODBCStatement::PrepareRepeated(const CString& sql) {
+  CString verb = ToUpper(Trim(sql).substr(0, 7));
+  bool changesData = verb.rfind("INSERT", 0) == 0 || verb.rfind("UPDATE", 0) == 0 || verb.rfind("DELETE", 0) == 0;
+  if (db_->GetDialect() != EDialect::kSQLite || !changesData) {
+    Prepare(sql);
+    return;
+  }
+  Prepare("WITH TARVO_REPEATED AS (SELECT 1) " + sql);
+  sql_ = sql;
+  countUnknown_ = true;
 }
 
 void CODBCStatement::CloseCursor() {
@@ -369,11 +382,38 @@ long CODBCStatement::Execute(const std::vector<CDBValue>& params) {
     Check(rc, SQL_HANDLE_STMT, h, "SQLBindParameter");
   }
   SQLRETURN rc = SQLExecute(h);
-  if (rc == SQL_NO_DATA) return 0;
+  if (rc == SQL_NO_DATA) return countUnknown_ ? -1 : 0;
   Check(rc, SQL_HANDLE_STMT, h, "SQLExecute");
+  if (countUnknown_) return -1;
   SQLLEN rows = -1;
   SQLRowCount(h, &rows);
   return static_cast<long>(rows);
+}
+
+std::optional<CString> CODBCStatement::QueryFirstValue(const std::vector<CDBValue>& params) {
+  Execute(params);
+  SQLHSTMT h = static_cast<SQLHSTMT>(hstmt_);
+  SQLRETURN rc = SQLFetch(h);
+  if (rc == SQL_NO_DATA) {
+    CloseCursor();
+    return std::nullopt;
+  }
+  Check(rc, SQL_HANDLE_STMT, h, "SQLFetch");
+  CString value;
+  char buffer[256];
+  SQLLEN length = 0;
+  while (true) {
+    rc = SQLGetData(h, 1, SQL_C_CHAR, buffer, sizeof buffer, &length);
+    if (rc == SQL_NO_DATA || length == SQL_NULL_DATA) break;
+    Check(rc, SQL_HANDLE_STMT, h, "SQLGetData");
+    if (rc == SQL_SUCCESS) {
+      value += buffer;
+      break;
+    }
+    value += buffer;  // truncated: the rest follows in the next call
+  }
+  CloseCursor();
+  return db_->FromDatabaseText(value);
 }
 
 // ---------------------------------------------------------------------------------------------

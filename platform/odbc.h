@@ -121,9 +121,17 @@ class CODBCStatement {
   CODBCStatement& operator=(const CODBCStatement&) = delete;
 
   void Prepare(const CString& sql);  // throws CDBException
+  // Prepares a statement meant to run many times. The embedded database's driver compiles an
+  // INSERT, UPDATE or DELETE anew at every execution, but a query only once; such a statement is
+  // therefore prepared behind a common table expression, which makes it read as a query to the
+  // driver and leaves its meaning unchanged. Execute then reports no row count (-1).
+  void PrepareRepeated(const CString& sql);
   const CString& Sql() const { return sql_; }
   // Binds the values to the parameter markers in order and executes; returns the rows affected.
   long Execute(const std::vector<CDBValue>& params = {});
+  // Executes a query and gives the first column of its first row as text (NULL as the empty
+  // text), or nothing when it returns no row. The cursor is closed again.
+  std::optional<CString> QueryFirstValue(const std::vector<CDBValue>& params = {});
   void CloseCursor();
   void* Handle() const { return hstmt_; }
   CDatabase* Database() const { return db_; }
@@ -133,6 +141,7 @@ class CODBCStatement {
   void* hstmt_ = nullptr;
   CString sql_;
   bool prepared_ = false;
+  bool countUnknown_ = false;  // prepared as a query in the driver's eyes: no row count
 };
 
 // One column of the current row of a CODBCRecordset.

@@ -92,6 +92,28 @@ TEST_P(OdbcTest, RecordsetReopensWithNewParameters) {
   }
 }
 
+TEST_P(OdbcTest, RepeatedStatementsWriteAtEveryRunAndReportTheirErrors) {
+  CDatabase& db = db_->Db();
+  CODBCStatement insert(&db), update(&db), lookup(&db);
+  insert.PrepareRepeated("INSERT INTO T (ID, NOME) VALUES (?, ?)");
+  update.PrepareRepeated("  update T SET NOME = ? WHERE ID = ?");
+  lookup.PrepareRepeated("SELECT NOME FROM T WHERE ID = ?");
+  for (long long i = 1; i <= 3; ++i) insert.Execute({i, CString("n") + std::to_string(i)});
+  update.Execute({W("più"), 2LL});
+  update.Execute({std::monostate{}, 3LL});
+  try {
+    insert.Execute({1LL, CString("doppio")});
+    FAIL() << "duplicate key accepted";
+  } catch (const CDBException& e) {
+    EXPECT_FALSE(e.m_strError.empty());
+  }
+  insert.Execute({4LL, CString("dopo l'errore")});
+  EXPECT_EQ(lookup.QueryFirstValue({2LL}), W("più"));
+  EXPECT_EQ(lookup.QueryFirstValue({3LL}), CString());  // NULL
+  EXPECT_EQ(lookup.QueryFirstValue({9LL}), std::nullopt);
+  EXPECT_EQ(lookup.QueryFirstValue({4LL}), "dopo l'errore");
+}
+
 INSTANTIATE_TEST_SUITE_P(Drivers, OdbcTest, testing::ValuesIn(AllDbKinds()), DbKindName);
 
 TEST(OdbcConnection, UnreachableServerThrowsWithTheDriversText) {
