@@ -7,51 +7,56 @@
 #include <xercesc/sax2/DefaultHandler.hpp>
 #include <xercesc/sax2/SAX2XMLReader.hpp>
 #include <xercesc/sax2/XMLReaderFactory.hpp>
+#include <xercesc/util/XMLString.hpp>
 
 #include "xmlengine/dom_support.h"
 
 using tarvo::xml::ToLocal;
 using tarvo::xml::XStr;
+using Content = CDataFileReader::CContent;
 
 namespace {
 // Names and keys of the data file are read into buffers of this size; longer texts are cut.
 constexpr size_t kMaxNameLength = 3071;
 
+// Column flags in the packed content.
+constexpr unsigned char kIsNull = 1, kOnlyInsert = 2;
+
 CString Attribute(const xercesc::Attributes& attributes, const char16_t* name) {
   return ToLocal(attributes.getValue(name));
 }
 
+bool Is(const XMLCh* name, const char16_t* expected) { return xercesc::XMLString::equals(name, expected); }
+
 // Follows the element structure: the root's `table` and `execute` children, a table's `record`
-// children, a record's `column` children. Other elements are skipped with all they contain.
+// children, a record's `column` children, packing them into the content. Other elements are
+// skipped with all they contain.
 class Handler : public xercesc::DefaultHandler {
  public:
-  explicit Handler(const CDataFileEvents& events) : events_(events) {}
-  bool Stopped() const { return stopped_; }
+  explicit Handler(Content& content) : content_(content) {}
 
   void startElement(const XMLCh*, const XMLCh*, const XMLCh* qname, const xercesc::Attributes& attrs) override {
     ++depth_;
     if (skipFrom_ || depth_ == 1) return;
-    CString name = ToLocal(qname).substr(0, kMaxNameLength);
-    if (depth_ == 2 && name == "table") {
+    if (depth_ == 2 && Is(qname, u"table")) {
       state_ = kTable;
-      table_ = Attribute(attrs, u"name").substr(0, kMaxNameLength);
-      key_ = Attribute(attrs, u"primarykey").substr(0, kMaxNameLength);
-      records_ = 0;
-      Stop(!events_.beginTable(table_, key_));
-    } else if (depth_ == 2 && name == "execute") {
+      content_.PutOp(Content::kBeginTable);
+      content_.PutText(Attribute(attrs, u"name").substr(0, kMaxNameLength));
+      content_.PutText(Attribute(attrs, u"primarykey").substr(0, kMaxNameLength));
+    } else if (depth_ == 2 && Is(qname, u"execute")) {
       state_ = kExecute;
       text_.clear();
-    } else if (depth_ == 3 && state_ == kTable && name == "record") {
-      record_ = CTarvoExchangeXML::CRecord();
-      record_.m_strTable = table_;
-      record_.m_strPrimaryKey = key_;
+    } else if (depth_ == 3 && state_ == kTable && Is(qname, u"record")) {
+      content_.PutOp(Content::kBeginRecord);
       inRecord_ = true;
-    } else if (depth_ == 4 && inRecord_ && name == "column") {
-      column_ = CTarvoExchangeXML::CColumn();
-      column_.m_strName = Attribute(attrs, u"name");
-      column_.m_strType = Attribute(attrs, u"type");
-      column_.m_bIsNull = Attribute(attrs, u"isnull") == "yes";
-      column_.m_bOnlyInsert = Attribute(attrs, u"isonlyinsert") == "yes";
+      column_ = 0;
+    } else if (depth_ == 4 && inRecord_ && Is(qname, u"column")) {
+      name_ = Intern(names_, attrs.getValue(u"name"));
+      type_ = Intern(types_, attrs.getValue(u"type"));
+      ++column_;
+      flags_ = (Is(attrs.getValue(u"isnull"), u"yes") ? kIsNull : 0) |
+               (Is(attrs.getValue(u"isonlyinsert"), u"yes") ? kOnlyInsert : 0);
+      text_.clear();
       inColumn_ = true;
     } else {
       skipFrom_ = depth_;
@@ -65,65 +70,170 @@ class Handler : public xercesc::DefaultHandler {
       return;
     }
     if (depth == 4 && inColumn_) {
-      record_.push_back(std::move(column_));
+      content_.PutOp(Content::kColumn);
+      content_.PutNumber(name_);
+      content_.PutNumber(type_);
+      content_.PutNumber(flags_);
+      content_.PutText(text_);
       inColumn_ = false;
     } else if (depth == 3 && inRecord_) {
+      content_.PutOp(Content::kEndRecord);
       inRecord_ = false;
-      Stop(!events_.record(record_, ++records_));
     } else if (depth == 2 && state_ == kTable) {
+      content_.PutOp(Content::kEndTable);
       state_ = kNone;
-      events_.endTable(table_, records_);
     } else if (depth == 2 && state_ == kExecute) {
+      content_.PutOp(Content::kExecute);
+      content_.PutText(text_);
       state_ = kNone;
-      Stop(!events_.execute(text_));
     }
   }
 
   // A column's value is all its text, CDATA included; an execute statement takes plain text only.
   void characters(const XMLCh* chars, const XMLSize_t length) override {
     if (skipFrom_) return;
-    if (inColumn_ && depth_ == 4) column_.m_strValue += tarvo::Utf16ToCp1252(std::u16string_view(chars, length));
-    else if (state_ == kExecute && depth_ == 2 && !inCdata_)
+    if ((inColumn_ && depth_ == 4) || (state_ == kExecute && depth_ == 2 && !inCdata_))
       text_ += tarvo::Utf16ToCp1252(std::u16string_view(chars, length));
   }
   void startCDATA() override { inCdata_ = true; }
   void endCDATA() override { inCdata_ = false; }
 
  private:
-  void Stop(bool stop) { stopped_ = stopped_ || stop; }
+  // The records of a table repeat the same column names and types in the same places: compare
+  // with what the previous record had there before looking the text up.
+  struct Seen {
+    std::u16string text;
+    size_t index = 0;
+  };
+  size_t Intern(std::vector<Seen>& seen, const XMLCh* text) {
+    if (!text) text = u"";
+    if (column_ < seen.size() && seen[column_].text == text) return seen[column_].index;
+    if (column_ >= seen.size()) seen.resize(column_ + 1);
+    seen[column_] = Seen{text, content_.Intern(ToLocal(text))};
+    return seen[column_].index;
+  }
+
   enum { kNone, kTable, kExecute } state_ = kNone;
-  const CDataFileEvents& events_;
+  Content& content_;
+  std::vector<Seen> names_, types_;
+  size_t column_ = 0;  // columns of the current record so far
   int depth_ = 0;
   int skipFrom_ = 0;  // depth of the element being skipped, 0 when none
-  bool inRecord_ = false, inColumn_ = false, inCdata_ = false, stopped_ = false;
-  CString table_, key_, text_;
-  int records_ = 0;
-  CTarvoExchangeXML::CRecord record_;
-  CTarvoExchangeXML::CColumn column_;
+  bool inRecord_ = false, inColumn_ = false, inCdata_ = false;
+  CString text_;
+  size_t name_ = 0, type_ = 0;
+  unsigned char flags_ = 0;
+};
+
+// Reads the packed content back in the order it was written.
+class Cursor {
+ public:
+  explicit Cursor(const std::string& bytes) : p_(bytes.data()), end_(bytes.data() + bytes.size()) {}
+  bool AtEnd() const { return p_ == end_; }
+  Content::Op Op() { return static_cast<Content::Op>(*p_++); }
+  size_t Number() {
+    size_t n = 0;
+    for (int shift = 0;; shift += 7) {
+      unsigned char b = static_cast<unsigned char>(*p_++);
+      n |= static_cast<size_t>(b & 0x7f) << shift;
+      if (!(b & 0x80)) return n;
+    }
+  }
+  CString Text() {
+    size_t n = Number();
+    CString text(p_, n);
+    p_ += n;
+    return text;
+  }
+
+ private:
+  const char* p_;
+  const char* end_;
 };
 }  // namespace
 
-bool CDataFileReader::Read(const CString& path, xercesc::ErrorHandler* errors, const CDataFileEvents* events) {
+void Content::PutNumber(size_t n) {
+  while (n >= 0x80) {
+    bytes_.push_back(static_cast<char>((n & 0x7f) | 0x80));
+    n >>= 7;
+  }
+  bytes_.push_back(static_cast<char>(n));
+}
+
+void Content::PutText(std::string_view text) {
+  PutNumber(text.size());
+  bytes_.append(text);
+}
+
+size_t Content::Intern(const CString& text) {
+  auto [it, added] = index_.emplace(text, names_.size());
+  if (added) names_.push_back(text);
+  return it->second;
+}
+
+bool Content::Deliver(const CDataFileEvents& events) const {
+  Cursor in(bytes_);
+  CString table, key;
+  int records = 0;
+  CTarvoExchangeXML::CRecord record;
+  while (!in.AtEnd()) {
+    switch (in.Op()) {
+      case kBeginTable:
+        table = in.Text();
+        key = in.Text();
+        records = 0;
+        if (!events.beginTable(table, key)) return false;
+        break;
+      case kBeginRecord:
+        record = CTarvoExchangeXML::CRecord();
+        record.m_strTable = table;
+        record.m_strPrimaryKey = key;
+        break;
+      case kColumn: {
+        CTarvoExchangeXML::CColumn column;
+        column.m_strName = names_[in.Number()];
+        column.m_strType = names_[in.Number()];
+        size_t flags = in.Number();
+        column.m_bIsNull = flags & kIsNull;
+        column.m_bOnlyInsert = flags & kOnlyInsert;
+        column.m_strValue = in.Text();
+        record.push_back(std::move(column));
+        break;
+      }
+      case kEndRecord:
+        if (!events.record(record, ++records)) return false;
+        break;
+      case kEndTable:
+        events.endTable(table, records);
+        break;
+      case kExecute:
+        if (!events.execute(in.Text())) return false;
+        break;
+    }
+  }
+  return true;
+}
+
+bool CDataFileReader::Read(const CString& path, xercesc::ErrorHandler* errors, const CDataFileEvents& events) {
   std::unique_ptr<xercesc::SAX2XMLReader> reader(xercesc::XMLReaderFactory::createXMLReader());
   // Data files use no namespaces; without namespace processing the reader is a third faster.
   reader->setFeature(xercesc::XMLUni::fgSAX2CoreNameSpaces, false);
   reader->setFeature(xercesc::XMLUni::fgSAX2CoreValidation, false);
   reader->setFeature(xercesc::XMLUni::fgXercesSchema, false);
   reader->setFeature(xercesc::XMLUni::fgXercesSchemaFullChecking, false);
+  // Nothing is validated: the scanner that only checks well-formedness is the fastest one.
+  reader->setProperty(xercesc::XMLUni::fgXercesScannerName, const_cast<XMLCh*>(xercesc::XMLUni::fgWFXMLScanner));
   reader->setErrorHandler(errors);
-  std::unique_ptr<Handler> handler;
-  if (events) {
-    handler = std::make_unique<Handler>(*events);
-    reader->setContentHandler(handler.get());
-    reader->setLexicalHandler(handler.get());
-  }
+  Content content;
+  Handler handler(content);
+  reader->setContentHandler(&handler);
+  reader->setLexicalHandler(&handler);
+  // A file that cannot be opened throws here, as it does for the driver file.
   xercesc::XMLPScanToken token;
   const XStr file(path);
   bool more = reader->parseFirst(file.c_str(), token);
-  while (more && !(handler && handler->Stopped())) more = reader->parseNext(token);
-  if (handler && handler->Stopped()) {
-    reader->parseReset(token);
-    return false;
-  }
-  return reader->getErrorCount() == 0;
+  while (more) more = reader->parseNext(token);
+  if (reader->getErrorCount() != 0) return false;
+  reader.reset();
+  return content.Deliver(events);
 }

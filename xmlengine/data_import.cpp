@@ -57,37 +57,54 @@ class ImportCacheScope {
  private:
   std::unique_ptr<CTarvoExchangeXML::CImportCache>& cache_;
 };
+
+// Walks the key definition: calls `alternative` with the columns of the record (in record order)
+// that each "|"-separated alternative names, up to the first NULL one, which ends the alternative.
+template <class Alternative>
+void ForEachKeyAlternative(const CTarvoExchangeXML::CRecord& record, Alternative&& alternative) {
+  const CString& spec = record.m_strPrimaryKey;
+  std::vector<const CTarvoExchangeXML::CColumn*> columns;
+  size_t start = 0;
+  while (start <= spec.size()) {
+    size_t bar = spec.find('|', start);
+    CString names = tarvo::Trim(spec.substr(start, bar == CString::npos ? CString::npos : bar - start), " ");
+    columns.clear();
+    for (const auto& column : record) {
+      if (!ContainsWord(names, column.m_strName)) continue;
+      if (column.m_bIsNull) break;
+      columns.push_back(&column);
+    }
+    alternative(columns);
+    if (bar == CString::npos) break;
+    start = bar + 1;
+  }
+}
+
+// Joins the conditions of the alternatives as the key condition writes them.
+void AppendAlternative(CString& result, const CString& condition) {
+  if (condition.empty()) return;
+  if (!result.empty()) result += " OR ";
+  result += " ( " + condition + " ) ";
+}
 }  // namespace
 
 // ---------------------------------------------------------------------------------------------
 CString CTarvoExchangeXML::BuildKeyCondition(const CRecord& record) {
   CString result;
-  const CString& spec = record.m_strPrimaryKey;
-  size_t start = 0;
-  while (start <= spec.size()) {
-    size_t bar = spec.find('|', start);
-    CString alternative = tarvo::Trim(spec.substr(start, bar == CString::npos ? CString::npos : bar - start), " ");
+  ForEachKeyAlternative(record, [&](const std::vector<const CColumn*>& columns) {
     CString condition;
-    for (const CColumn& column : record) {
-      if (!ContainsWord(alternative, column.m_strName)) continue;
-      // A NULL key column ends the alternative: what was built before it stays.
-      if (column.m_bIsNull) break;
+    for (const CColumn* column : columns) {
       if (!condition.empty()) condition += " AND ";
-      if (!column.m_strType.empty() && column.m_strType != "string") {
-        condition += StrFormat("( %s = %s )", column.m_strName.c_str(), column.m_strValue.c_str());
+      if (!column->m_strType.empty() && column->m_strType != "string") {
+        condition += StrFormat("( %s = %s )", column->m_strName.c_str(), column->m_strValue.c_str());
       } else {
-        CString quoted = column.m_strValue;
+        CString quoted = column->m_strValue;
         tarvo::ReplaceAll(quoted, "'", "''");
-        condition += StrFormat("( %s = '%s' )", column.m_strName.c_str(), quoted.c_str());
+        condition += StrFormat("( %s = '%s' )", column->m_strName.c_str(), quoted.c_str());
       }
     }
-    if (!condition.empty()) {
-      if (!result.empty()) result += " OR ";
-      result += " ( " + condition + " ) ";
-    }
-    if (bar == CString::npos) break;
-    start = bar + 1;
-  }
+    AppendAlternative(result, condition);
+  });
   return result;
 }
 
@@ -136,10 +153,24 @@ bool CTarvoExchangeXML::WriteRecord(CRecord& record) {
       if (update && rowId) rowValue = rs.Field(rs.GetFieldCount() - 1).AsString();
       shape = cache.columnTypes.emplace(shapeKey, std::move(types)).first;
     } else if (keyed) {
-      CODBCRecordset rs(m_pInDatabase);
-      rs.Open("SELECT " + CString(rowId ? rowId : "1") + " FROM " + record.m_strTable + where);
-      update = !rs.IsEOF();
-      if (update && rowId) rowValue = rs.Field(0).AsString();
+      // Later lookups of the same shape reuse one prepared statement with the key values bound.
+      CString condition;
+      std::vector<CDBValue> keyValues;
+      ForEachKeyAlternative(record, [&](const std::vector<const CColumn*>& columns) {
+        CString alternative;
+        for (const CColumn* column : columns) {
+          if (!alternative.empty()) alternative += " AND ";
+          alternative += "( " + column->m_strName + " = ? )";
+          const int type = shape->second[static_cast<size_t>(column - record.data())];
+          keyValues.push_back(ValueForColumn(static_cast<short>(type), column->m_strValue));
+        }
+        AppendAlternative(condition, alternative);
+      });
+      CODBCStatement& lookup = cache.Statement(
+          m_pInDatabase, "SELECT " + CString(rowId ? rowId : "1") + " FROM " + record.m_strTable + " WHERE " + condition);
+      std::optional<CString> found = lookup.QueryFirstValue(keyValues);
+      update = found.has_value();
+      if (update && rowId) rowValue = *found;
     }
     record.m_nOperation = update ? CRecord::kUpdate : CRecord::kInsert;
 
@@ -176,12 +207,7 @@ bool CTarvoExchangeXML::WriteRecord(CRecord& record) {
     } else {
       sql = "INSERT INTO " + record.m_strTable + " (" + names + ") VALUES (" + markers + ")";
     }
-    std::unique_ptr<CODBCStatement>& statement = cache.statements[sql];
-    if (!statement) {
-      statement = std::make_unique<CODBCStatement>(m_pInDatabase);
-      statement->Prepare(sql);
-    }
-    statement->Execute(values);
+    cache.Statement(m_pInDatabase, sql).Execute(values);
   } catch (const CDBException& e) {
     record.m_strError = e.m_strError;
     return false;
@@ -206,8 +232,8 @@ bool CTarvoExchangeXML::LogRecordOutcome(const CRecord& record, int number, bool
 }
 
 // ---------------------------------------------------------------------------------------------
-// The data file is read as a stream of records (CDataFileReader) instead of a whole document, in
-// two passes: the first only checks it, so that a malformed file writes nothing.
+// The data file is read whole (CDataFileReader), packed far smaller than a document tree, before
+// any row is written: a malformed file writes nothing.
 bool CTarvoExchangeXML::Process_driverfile_ImportTableXML(const CString&, const CString&, const CString&,
                                                          const CString&, const CString&, CString filename) {
   if (!m_pErrorReporter) CreateDOMParser();
@@ -220,8 +246,7 @@ bool CTarvoExchangeXML::Process_driverfile_ImportTableXML(const CString&, const 
   events.execute = [this](const CString& text) { return Process_importfile_ExecuteText(text); };
   bool ok = false;
   try {
-    ok = CDataFileReader::Read(path, m_pErrorReporter.get(), nullptr) &&
-         CDataFileReader::Read(path, m_pErrorReporter.get(), &events);
+    ok = CDataFileReader::Read(path, m_pErrorReporter.get(), events);
   } catch (const CDBException& e) {
     LogEx(("Errore nella base dati: " + e.m_strError + "\n").c_str(), -1, TMS_ERROR);
     if (m_bVerbose) AfxMessageBox(e.m_strError, MB_ICONEXCLAMATION);
@@ -232,6 +257,16 @@ bool CTarvoExchangeXML::Process_driverfile_ImportTableXML(const CString&, const 
     if (m_bVerbose) AfxMessageBox(message, MB_ICONEXCLAMATION);
   }
   return ok;
+}
+
+CODBCStatement& CTarvoExchangeXML::CImportCache::Statement(CDatabase* db, const CString& sql) {
+  std::unique_ptr<CODBCStatement>& statement = statements[sql];
+  if (!statement) {
+    auto prepared = std::make_unique<CODBCStatement>(db);
+    prepared->PrepareRepeated(sql);
+    statement = std::move(prepared);
+  }
+  return *statement;
 }
 
 bool CTarvoExchangeXML::OpenDestinationForImport() {
@@ -294,8 +329,8 @@ bool CTarvoExchangeXML::Process_driverfile_ImportTableTXT(const CString& table, 
                                                          const CString&, const CString& primarykey,
                                                          CString filename) {
   Log("- Avvio trasferimento tabella " + table, TMS_INFO);
-  if (!OpenDestinationForImport()) return false;
   ImportCacheScope cacheScope(m_pImportCache);
+  if (!OpenDestinationForImport()) return false;
   CStdioFile file;
   try {
     file.Open(tarvo::NativePath(filename), CStdioFile::Mode::kRead);

@@ -79,6 +79,8 @@ class CTarvoExchangeXML : public CTarvoImport {
   // list (the SQL types of its columns) and the statements it prepares once; emptied at the end
   // of each import step, so it never outlives the destination connection.
   struct CImportCache {
+    // The statement prepared for `sql` on `db`, prepared at its first use; throws CDBException.
+    CODBCStatement& Statement(CDatabase* db, const CString& sql);
     std::map<CString, std::vector<int>> columnTypes;  // per record column; kUnknownColumn if absent
     std::map<CString, std::unique_ptr<CODBCStatement>> statements;
   };

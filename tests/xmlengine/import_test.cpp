@@ -141,6 +141,51 @@ TEST_P(ImportFiles, AnyKeyAlternativeFindsTheRowToUpdate) {
             (std::vector<std::string>{"A|e1|1", "Z|e2|9"}));
 }
 
+// The first row of a table learns its column types; later rows look their key up by parameters:
+// both must find the same rows.
+TEST_P(ImportFiles, LaterRowsFindTheirRowsLikeTheFirst) {
+  target_->Execute("CREATE TABLE ALT (CODICE VARCHAR(10), ESTERNO VARCHAR(10), N INTEGER)");
+  target_->Execute("INSERT INTO ALT VALUES ('A', 'e1', 1)");
+  target_->Execute("INSERT INTO ALT VALUES ('B', 'e2', 2)");
+  target_->Execute("INSERT INTO ALT VALUES ('C', 'e3', 3)");
+  target_->Execute("CREATE TABLE NUM (N INTEGER, T VARCHAR(10))");
+  target_->Execute("INSERT INTO NUM VALUES (1, 'a')");
+  target_->Execute("INSERT INTO NUM VALUES (2, 'b')");
+  auto alt = [](const std::string& codice, const std::string& esterno, int n) {
+    return "<record>" +
+           (codice.empty() ? std::string("<column name=\"CODICE\" isnull=\"yes\"/>")
+                           : "<column name=\"CODICE\">" + codice + "</column>") +
+           "<column name=\"ESTERNO\">" + esterno + "</column><column name=\"N\" type=\"integer\">" +
+           std::to_string(n) + "</column></record>";
+  };
+  auto num = [](int n, const std::string& t) {
+    return "<record><column name=\"N\" type=\"integer\">" + std::to_string(n) + "</column><column name=\"T\">" +
+           t + "</column></record>";
+  };
+  ASSERT_EQ(Import("xml", "<exchangedata><table name=\"ALT\" primarykey=\"CODICE|ESTERNO\">" + alt("Z", "e2", 9) +
+                              alt("A", "altro", 8) + alt("", "e3", 7) + alt("Q", "e9", 6) +
+                              "</table><table name=\"NUM\" primarykey=\"N\">" + num(2, "x") + num(3, "y") +
+                              num(1, "z") + "</table></exchangedata>"),
+            1)
+      << PrintToString(env_.Lines());
+  EXPECT_EQ(Rows(target_->Db(), "SELECT CODICE, ESTERNO, N FROM ALT ORDER BY N"),
+            (std::vector<std::string>{"Q|e9|6", "<null>|e3|7", "A|altro|8", "Z|e2|9"}));
+  EXPECT_EQ(Rows(target_->Db(), "SELECT N, T FROM NUM ORDER BY N"), (std::vector<std::string>{"1|z", "2|x", "3|y"}));
+  EXPECT_TRUE(env_.HasLine(W("-- Trasferimento record n° 3 [ ( ( ESTERNO = 'e3' ) ) ]  (aggiornamento)")));
+  EXPECT_TRUE(env_.HasLine(W("-- Trasferimento record n° 3 [ ( ( N = 1 ) ) ]  (aggiornamento)")));
+}
+
+TEST_P(ImportFiles, ColumnsMayChangePlaceFromRecordToRecord) {
+  ASSERT_EQ(Import("xml", "<exchangedata><table name=\"NOTE\">"
+                          "<record><column name=\"CODICE\">a</column><column name=\"TESTO\">uno</column></record>"
+                          "<record><column name=\"TESTO\">due</column><column name=\"CODICE\">b</column></record>"
+                          "<record><column name=\"TESTO\">tre</column></record>"
+                          "</table></exchangedata>"),
+            1);
+  EXPECT_EQ(Rows(target_->Db(), "SELECT CODICE, TESTO FROM NOTE ORDER BY TESTO"),
+            (std::vector<std::string>{"b|due", "<null>|tre", "a|uno"}));
+}
+
 TEST_P(ImportFiles, FailingRowsAreLoggedAndSkippedWhenNotVerbose) {
   ASSERT_EQ(Import("xml", "<exchangedata><table name=\"PROVA\" primarykey=\"CODICE\">"
                           "<record><column name=\"CODICE\" isnull=\"yes\"/></record>"
