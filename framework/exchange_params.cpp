@@ -51,7 +51,7 @@ void CTarvoImport::CheckForFilterParams(CString& text) const {
   CString lastValue;
   size_t p = text.find('@');
   while (p != CString::npos) {
-    text.insert(p, "#");
+    text.insert(p, 1, '#');
     // text now holds "#@" at p; the name follows the "@".
     size_t nameStart = p + 2;
     size_t nameEnd = text.find_first_not_of(kIdentifierAlphabet, nameStart);
