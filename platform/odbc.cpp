@@ -9,6 +9,10 @@
 #include <ctime>
 #include <mutex>
 
+#include <sys/stat.h>
+
+#include "platform/files.h"
+
 namespace tarvo {
 
 bool IsSqlTextType(short t) {
@@ -70,10 +74,17 @@ void Check(SQLRETURN rc, SQLSMALLINT type, SQLHANDLE handle, const char* what) {
   if (!SQL_SUCCEEDED(rc)) ThrowDiag(rc, type, handle, what);
 }
 
-CString SqliteConnectionString(const CString& path) {
-  // WAL with synchronous NORMAL: a committed row survives a crash of the program; busy waits up to
-  // 10 s for another process's lock instead of failing at once.
-  return "DRIVER=SQLite3;Database=" + path + ";Timeout=10000;JournalMode=WAL;SyncPragma=NORMAL;LongNames=0";
+// WAL with synchronous NORMAL: a committed row survives a crash of the program; busy waits up to
+// 10 s for another process's lock instead of failing at once. A new file is put in WAL mode only
+// after its page size is chosen (OpenEx), as the switch writes the first page.
+CString SqliteConnectionString(const CString& path, bool newFile) {
+  CString conn = "DRIVER=SQLite3;Database=" + path + ";Timeout=10000;SyncPragma=NORMAL;LongNames=0";
+  return newFile ? conn : conn + ";JournalMode=WAL";
+}
+
+bool IsNewSqliteFile(const CString& path) {
+  struct stat st {};
+  return ::stat(NativePath(path).c_str(), &st) != 0 || st.st_size == 0;
 }
 
 }  // namespace
@@ -117,7 +128,11 @@ CDatabase::~CDatabase() {
 bool CDatabase::OpenEx(const CString& config) {
   if (IsOpen()) return true;
   CString conn = Trim(config);
-  if (conn.find('=') == CString::npos) conn = SqliteConnectionString(conn);
+  bool newSqliteFile = false;
+  if (conn.find('=') == CString::npos) {
+    newSqliteFile = IsNewSqliteFile(conn);
+    conn = SqliteConnectionString(conn, newSqliteFile);
+  }
   SQLHDBC h = SQL_NULL_HDBC;
   Check(SQLAllocHandle(SQL_HANDLE_DBC, Environment(), &h), SQL_HANDLE_ENV, Environment(), "SQLAllocHandle");
   SQLSetConnectAttr(h, SQL_ATTR_LOGIN_TIMEOUT, reinterpret_cast<SQLPOINTER>(15), 0);
@@ -143,6 +158,12 @@ bool CDatabase::OpenEx(const CString& config) {
     if (dbms.find("sqlite") != CString::npos) dialect_ = EDialect::kSQLite;
     else if (dbms.find("postgres") != CString::npos) dialect_ = EDialect::kPostgreSQL;
     else dialect_ = EDialect::kOther;
+  }
+  if (newSqliteFile) {
+    // Small pages: the procedures commit row by row, and every commit writes whole pages to the
+    // log. Chosen before the first write, which the switch to WAL is.
+    ExecuteSQL("PRAGMA page_size = 1024");
+    ExecuteSQL("PRAGMA journal_mode = WAL");
   }
   if (dialect_ == EDialect::kSQLite) {
     // Foreign keys are enforced only when asked for, per connection.

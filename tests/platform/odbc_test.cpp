@@ -127,6 +127,32 @@ TEST(OdbcConnection, UnreachableServerThrowsWithTheDriversText) {
   EXPECT_FALSE(db.IsOpen());
 }
 
+// Row-by-row procedures write whole pages to the log at every commit: a new file gets small pages,
+// and an existing one keeps what it has.
+TEST(OdbcConnection, NewSqliteFileGetsSmallPagesAndWriteAheadLog) {
+  TempDir dir;
+  auto pragma = [](CDatabase& db, const char* name) {
+    CODBCRecordset rs(&db);
+    rs.Open(CString("PRAGMA ") + name);
+    return rs[0].AsString();
+  };
+  CDatabase fresh;
+  fresh.OpenEx(dir.File("nuovo.db"));
+  fresh.ExecuteSQL("CREATE TABLE X (N INTEGER)");
+  EXPECT_EQ(pragma(fresh, "page_size"), "1024");
+  EXPECT_EQ(pragma(fresh, "journal_mode"), "wal");
+  {
+    CDatabase other;
+    other.OpenEx("DRIVER=SQLite3;Database=" + dir.File("vecchio.db"));
+    other.ExecuteSQL("PRAGMA page_size = 4096");
+    other.ExecuteSQL("CREATE TABLE X (N INTEGER)");
+  }
+  CDatabase existing;
+  existing.OpenEx(dir.File("vecchio.db"));
+  EXPECT_EQ(pragma(existing, "page_size"), "4096");
+  EXPECT_EQ(pragma(existing, "journal_mode"), "wal");
+}
+
 TEST(SqlScript, SplitsOnSemicolonsOutsideQuotesCommentsAndDollarBodies) {
   auto parts = SplitSqlScript(
       "-- a comment; with semicolon\nCREATE TABLE A (X INT);\nINSERT INTO A VALUES ('a;b''c');\n"
