@@ -23,41 +23,6 @@ namespace {
 using tarvo::W;
 using namespace std::chrono_literals;
 
-// A console on temporary files instead of the process's streams.
-class CapturedConsole {
- public:
-  explicit CapturedConsole(bool terminal, const std::string& input = {}, bool colour = false) {
-    out_ = std::tmpfile();
-    err_ = std::tmpfile();
-    in_ = std::tmpfile();
-    std::fputs(input.c_str(), in_);
-    std::rewind(in_);
-    Console::Streams s{out_, err_, in_, terminal, terminal, terminal, colour};
-    console_ = std::make_unique<Console>(s);
-  }
-  ~CapturedConsole() {
-    std::fclose(out_);
-    std::fclose(err_);
-    std::fclose(in_);
-  }
-  Console& Get() { return *console_; }
-  std::string Out() { return Read(out_); }
-  std::string Err() { return Read(err_); }
-
- private:
-  static std::string Read(std::FILE* f) {
-    std::fflush(f);
-    std::string text;
-    std::rewind(f);
-    for (int c; (c = std::fgetc(f)) != EOF;) text += static_cast<char>(c);
-    return text;
-  }
-  std::FILE* out_;
-  std::FILE* err_;
-  std::FILE* in_;
-  std::unique_ptr<Console> console_;
-};
-
 // A procedure whose work is a function of the test.
 class ScriptedProcedure : public CTarvoImport {
  public:
@@ -72,245 +37,213 @@ class ScriptedProcedure : public CTarvoImport {
   std::function<int(ScriptedProcedure&)> body_;
 };
 
-// Runs `body` the way the run command does, with the terminal UI installed.
-struct Harness {
-  explicit Harness(CapturedConsole& c, bool batch = false) : signals(), ui(c.Get(), batch), console(c) {
-    SetHostUI(&ui);
-    ui.Attach(&window);
+// Runs scripted procedures the way the run command does: the terminal UI installed, on a console
+// whose streams are temporary files.
+class Session {
+ public:
+  explicit Session(bool terminal = false, const std::string& input = {}, bool colour = false, bool batch = false)
+      : out_(std::tmpfile()), err_(std::tmpfile()), in_(std::tmpfile()),
+        console_({out_, err_, in_, terminal, terminal, terminal, colour}), ui_(console_, batch) {
+    std::fputs(input.c_str(), in_);
+    std::rewind(in_);
+    SetHostUI(&ui_);
+    ui_.Attach(&window_);
   }
-  ~Harness() {
-    ui.Attach(nullptr);
+  ~Session() {
+    ui_.Attach(nullptr);
     SetHostUI(nullptr);
+    for (std::FILE* f : {out_, err_, in_}) std::fclose(f);
   }
-  int Run(ScriptedProcedure& p, CStdioFile* log = nullptr) {
-    p.SetParentWnd(&window);
-    p.SetEventStop(stop);
+  int Run(std::function<int(ScriptedProcedure&)> body, CStdioFile* log = nullptr) {
+    ScriptedProcedure p(std::move(body));
+    p.SetParentWnd(&window_);
+    p.SetEventStop(stop_);
     p.SetLogFile(log);
-    return RunOnWorker(p, window, stop, console.Get());
+    return RunOnWorker(p, window_, stop_, console_);
   }
-  StopSignals signals;
-  TerminalUI ui;
-  CapturedConsole& console;
-  CWnd window;
-  CEvent stop;
+  TerminalUI& UI() { return ui_; }
+  std::string Out() { return Read(out_); }
+  std::string Err() { return Read(err_); }
+
+ private:
+  static std::string Read(std::FILE* f) {
+    std::fflush(f);
+    std::string text;
+    std::rewind(f);
+    for (int c; (c = std::fgetc(f)) != EOF;) text += static_cast<char>(c);
+    return text;
+  }
+  std::FILE* out_;
+  std::FILE* err_;
+  std::FILE* in_;
+  StopSignals signals_;
+  Console console_;
+  TerminalUI ui_;
+  CWnd window_;
+  CEvent stop_;
 };
 
 bool Contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
-TEST(RunOutput, ErrorsGoMarkedToStderrAndOtherLinesToStdout) {
-  CapturedConsole c(false);
-  Harness h(c);
-  ScriptedProcedure p([](ScriptedProcedure& self) {
-    self.Log("Database sorgente aperto.", TMS_INFO);
-    self.Log("Inizio esportazione dati", TMS_NONE);
-    self.Log("- Impossibile aprire il file", TMS_ERROR);
-    return 0;
-  });
-  EXPECT_EQ(h.Run(p), 0);
-  EXPECT_EQ(c.Out(), "[info] Database sorgente aperto.\nInizio esportazione dati\n");
-  EXPECT_EQ(c.Err(), "[errore] - Impossibile aprire il file\n");
-}
+// --- where the lines go: stdout, stderr and the log file ----------------------------------------
+struct OutputCase {
+  const char* what;
+  bool terminal, colour;
+  std::vector<std::pair<const char*, EThreadMessageStatus>> lines;  // UTF-8 text, status
+  std::string out, err, log;                         // terminal in UTF-8, log file in Windows-1252
+};
 
-TEST(RunOutput, TerminalShowsUtf8WhileTheLogFileKeepsWindows1252Bytes) {
+class RunOutput : public testing::TestWithParam<OutputCase> {};
+
+TEST_P(RunOutput, ReachesTheTerminalStreamsAndIsAppendedToTheLogFile) {
+  const OutputCase& c = GetParam();
+  SCOPED_TRACE(c.what);
   tarvo::test::TempDir dir;
-  std::string path = dir.File("run.log");
-  tarvo::WriteFileBytes(path, "riga precedente\n");
-  CapturedConsole c(false);
-  Harness h(c);
-  ScriptedProcedure p([](ScriptedProcedure& self) {
-    self.Log(W("Quantità: 3 unità"), TMS_NONE);
-    self.Log(W("- Articolo è già presente"), TMS_ERROR);
-    return 1;
-  });
+  tarvo::WriteFileBytes(dir.File("run.log"), "riga precedente\n");
+  Session s(c.terminal, "", c.colour);
   {
-    CStdioFile log(path, CStdioFile::Mode::kAppend);
-    EXPECT_EQ(h.Run(p, &log), 1);
+    CStdioFile log(dir.File("run.log"), CStdioFile::Mode::kAppend);
+    EXPECT_EQ(s.Run([&](ScriptedProcedure& self) {
+      for (const auto& [text, status] : c.lines) self.Log(W(text), status);
+      return 1;
+    }, &log), 1);
   }
-  EXPECT_EQ(c.Out(), "Quantità: 3 unità\n");
-  EXPECT_EQ(c.Err(), "[errore] - Articolo è già presente\n");
-  EXPECT_EQ(tarvo::ReadFileBytes(path),
-            "riga precedente\nQuantit\xE0: 3 unit\xE0\n- Articolo \xE8 gi\xE0 presente\n");
+  EXPECT_EQ(s.Out(), c.out);
+  EXPECT_EQ(s.Err(), c.err);
+  EXPECT_EQ(tarvo::ReadFileBytes(dir.File("run.log")), "riga precedente\n" + c.log);
 }
 
-TEST(RunOutput, RowLinesRewriteOneProgressLineOnATerminalButAllReachTheLogFile) {
-  tarvo::test::TempDir dir;
-  CapturedConsole c(true);
-  Harness h(c);
-  ScriptedProcedure p([](ScriptedProcedure& self) {
-    for (int i = 1; i <= 3; ++i) self.Log(tarvo::StrFormat("%s %d", W("-- Trasferimento record n°").c_str(), i), TMS_INFO);
-    self.Log("Fine esportazione", TMS_NONE);
-    return 1;
-  });
-  {
-    CStdioFile log(dir.File("run.log"), CStdioFile::Mode::kWrite);
-    h.Run(p, &log);
-  }
-  EXPECT_EQ(c.Out(),
-            "\r-- Trasferimento record n° 1\x1b[K\r-- Trasferimento record n° 2\x1b[K"
-            "\r-- Trasferimento record n° 3\x1b[K\nFine esportazione\n");
-  EXPECT_EQ(tarvo::ReadFileBytes(dir.File("run.log")),
-            "-- Trasferimento record n\xB0 1\n-- Trasferimento record n\xB0 2\n-- Trasferimento record n\xB0 3\n"
-            "Fine esportazione\n");
-}
+const std::vector<std::pair<const char*, EThreadMessageStatus>> kRowLines = {{"-- Trasferimento record n° 1", TMS_INFO},
+                                                            {"-- Trasferimento record n° 2", TMS_INFO},
+                                                            {"Fine esportazione", TMS_NONE}};
 
-TEST(RunOutput, RowLinesScrollWhenNotOnATerminal) {
-  CapturedConsole c(false);
-  Harness h(c);
-  ScriptedProcedure p([](ScriptedProcedure& self) {
-    self.Log(W("-- Trasferimento record n° 1"), TMS_INFO);
-    self.Log(W("-- Trasferimento record n° 2"), TMS_INFO);
-    return 1;
-  });
-  h.Run(p);
-  EXPECT_EQ(c.Out(), "[info] -- Trasferimento record n° 1\n[info] -- Trasferimento record n° 2\n");
-}
+INSTANTIATE_TEST_SUITE_P(
+    Host, RunOutput,
+    testing::Values(
+        OutputCase{"errors marked on stderr, the rest on stdout", false, false,
+                   {{"Database sorgente aperto.", TMS_INFO}, {"Inizio esportazione dati", TMS_NONE},
+                    {"- Impossibile aprire il file", TMS_ERROR}},
+                   "[info] Database sorgente aperto.\nInizio esportazione dati\n",
+                   "[errore] - Impossibile aprire il file\n",
+                   "Database sorgente aperto.\nInizio esportazione dati\n- Impossibile aprire il file\n"},
+        OutputCase{"UTF-8 on the terminal, Windows-1252 in the file", false, false,
+                   {{"Quantità: 3 unità", TMS_NONE}, {"- Articolo è già presente", TMS_ERROR}},
+                   "Quantità: 3 unità\n", "[errore] - Articolo è già presente\n",
+                   "Quantit\xE0: 3 unit\xE0\n- Articolo \xE8 gi\xE0 presente\n"},
+        OutputCase{"row lines rewrite one progress line on a terminal", true, false, kRowLines,
+                   "\r-- Trasferimento record n° 1\x1b[K\r-- Trasferimento record n° 2\x1b[K\nFine esportazione\n", "",
+                   "-- Trasferimento record n\xB0 1\n-- Trasferimento record n\xB0 2\nFine esportazione\n"},
+        OutputCase{"row lines scroll on a pipe", false, false, kRowLines,
+                   "[info] -- Trasferimento record n° 1\n[info] -- Trasferimento record n° 2\nFine esportazione\n", "",
+                   "-- Trasferimento record n\xB0 1\n-- Trasferimento record n\xB0 2\nFine esportazione\n"},
+        OutputCase{"colour on a terminal", true, true, {{"- Errore", TMS_ERROR}}, "",
+                   "\x1b[1;31m[errore]\x1b[0m - Errore\n", "- Errore\n"},
+        OutputCase{"no colour on a pipe", false, true, {{"- Errore", TMS_ERROR}}, "", "[errore] - Errore\n",
+                   "- Errore\n"}));
 
-TEST(RunOutput, ColourOnlyOnATerminal) {
-  auto body = [](ScriptedProcedure& self) {
-    self.Log("- Errore", TMS_ERROR);
-    return 0;
-  };
-  CapturedConsole terminal(true, "", true);
-  {
-    Harness h(terminal);
-    ScriptedProcedure p(body);
-    h.Run(p);
-  }
-  EXPECT_EQ(terminal.Err(), "\x1b[1;31m[errore]\x1b[0m - Errore\n");
-  CapturedConsole pipe(false, "", true);
-  {
-    Harness h(pipe);
-    ScriptedProcedure p(body);
-    h.Run(p);
-  }
-  EXPECT_EQ(pipe.Err(), "[errore] - Errore\n");
-}
-
-TEST(RunOutput, AProcedureThatThrowsCountsAsNotStarted) {
-  CapturedConsole c(false);
-  Harness h(c);
-  ScriptedProcedure p([](ScriptedProcedure&) -> int { throw std::runtime_error("guasto"); });
-  EXPECT_EQ(h.Run(p), -1);
-  EXPECT_TRUE(Contains(c.Err(), "guasto"));
+TEST(RunResult, AProcedureThatThrowsCountsAsNotStarted) {
+  Session s;
+  EXPECT_EQ(s.Run([](ScriptedProcedure&) -> int { throw std::runtime_error("guasto"); }), -1);
+  EXPECT_TRUE(Contains(s.Err(), "guasto"));
 }
 
 // --- questions, message boxes and parameter dialogs -------------------------------------------
 
-TEST(HostQuestions, BatchModeTakesTheDefaultAndSaysSo) {
-  CapturedConsole c(true, "s\n");  // a terminal with an answer that must not be read
-  Harness h(c, /*batch=*/true);
-  ScriptedProcedure p([](ScriptedProcedure& self) {
-    bool yes = AfxAskYesNo(W("Sovrascrivere il file?"), false);
-    bool other = AfxAskYesNo("Continuare?", true);
-    return !yes && other ? 1 : 0;
-  });
-  EXPECT_EQ(h.Run(p), 1);
-  std::string out = c.Out();
-  EXPECT_TRUE(Contains(out, "question: Sovrascrivere il file? -> no (default answer, batch mode)")) << out;
-  EXPECT_TRUE(Contains(out, "question: Continuare? -> yes (default answer, batch mode)")) << out;
-}
-
-TEST(HostQuestions, WithoutATerminalTheDefaultIsTakenAndSaidSo) {
-  CapturedConsole c(false, "n\n");
-  Harness h(c);
-  ScriptedProcedure p([](ScriptedProcedure&) { return AfxAskYesNo("Continuare?", true) ? 1 : 0; });
-  EXPECT_EQ(h.Run(p), 1);
-  EXPECT_TRUE(Contains(c.Out(), "question: Continuare? -> yes (default answer, no terminal)"));
+TEST(HostQuestions, WithoutAnAnswerableTerminalTheDefaultIsTakenAndSaidSo) {
+  for (bool batch : {true, false}) {
+    Session s(/*terminal=*/batch, "s\nn\n", false, batch);  // answers that must not be read
+    std::vector<bool> answers;
+    EXPECT_EQ(s.Run([&](ScriptedProcedure&) {
+      answers = {AfxAskYesNo(W("Sovrascrivere il file?"), false), AfxAskYesNo("Continuare?", true)};
+      return 1;
+    }), 1);
+    EXPECT_EQ(answers, (std::vector<bool>{false, true}));
+    const std::string reason = batch ? "batch mode)" : "no terminal)", out = s.Out();
+    EXPECT_TRUE(Contains(out, "question: Sovrascrivere il file? -> no (default answer, " + reason)) << out;
+    EXPECT_TRUE(Contains(out, "question: Continuare? -> yes (default answer, " + reason)) << out;
+  }
 }
 
 TEST(HostQuestions, OnATerminalTheAnswerIsReadAndRepeatedUntilUnderstood) {
-  CapturedConsole c(true, "forse\nno\n\n");
-  Harness h(c);
+  Session s(true, "forse\nno\n\n");
   std::vector<bool> answers;
-  ScriptedProcedure p([&](ScriptedProcedure&) {
+  s.Run([&](ScriptedProcedure&) {
     answers.push_back(AfxAskYesNo("Primo?", true));   // "forse", then "no"
     answers.push_back(AfxAskYesNo("Secondo?", true));  // empty line: the default
     answers.push_back(AfxAskYesNo("Terzo?", false));   // end of input: the default
     return 1;
   });
-  h.Run(p);
   EXPECT_EQ(answers, (std::vector<bool>{false, true, false}));
-  EXPECT_TRUE(Contains(c.Out(), "question: Primo? [S/n] question: Primo? [S/n] ")) << c.Out();
+  EXPECT_TRUE(Contains(s.Out(), "question: Primo? [S/n] question: Primo? [S/n] ")) << s.Out();
 }
 
-TEST(HostQuestions, AQuestionComesAfterTheLinesPostedBeforeIt) {
-  CapturedConsole c(false);
-  Harness h(c);
-  ScriptedProcedure p([](ScriptedProcedure& self) {
+TEST(HostQuestions, BoxesAndQuestionsKeepTheirPlaceAmongTheLinesAndErrorBoxesGoToStderr) {
+  Session s;
+  s.Run([](ScriptedProcedure& self) {
     self.Log("prima", TMS_NONE);
     AfxMessageBox("Attenzione", MB_ICONINFORMATION);
     AfxAskYesNo("Domanda?", true);
+    AfxMessageBox(W("Impossibile proseguire: è già in uso"), MB_ICONEXCLAMATION);
     self.Log("dopo", TMS_NONE);
     return 1;
   });
-  h.Run(p);
-  std::string out = c.Out();
+  std::string out = s.Out();
   size_t before = out.find("prima"), box = out.find("message: Attenzione"), question = out.find("Domanda?"),
          after = out.find("dopo");
   ASSERT_NE(box, std::string::npos);
   EXPECT_LT(before, box);
   EXPECT_LT(box, question);
   EXPECT_LT(question, after);
-}
-
-TEST(HostQuestions, ErrorMessageBoxesGoToStderr) {
-  CapturedConsole c(false);
-  Harness h(c);
-  ScriptedProcedure p([](ScriptedProcedure&) {
-    AfxMessageBox(W("Impossibile proseguire: è già in uso"), MB_ICONEXCLAMATION);
-    return 0;
-  });
-  h.Run(p);
-  EXPECT_TRUE(Contains(c.Err(), "message: Impossibile proseguire: è già in uso"));
-  EXPECT_EQ(c.Out(), "");
+  EXPECT_TRUE(Contains(s.Err(), "message: Impossibile proseguire: è già in uso"));
+  EXPECT_FALSE(Contains(out, "Impossibile"));
 }
 
 class ParameterDialog : public testing::Test {
  protected:
-  CString anno = "2026", codice, note = "x";
-  std::vector<HostParam> Params() {
-    return {{"anno", "Anno", "string", false, &anno},
-            {"codice", W("Codice attività"), "string", true, &codice},
-            {"note", "", "string", false, &note}};
+  bool Edit(Session& s) {
+    std::vector<HostParam> params = {{"anno", "Anno", "string", false, &anno},
+                                     {"codice", W("Codice attività"), "string", true, &codice},
+                                     {"note", "", "string", false, &note}};
+    return s.UI().EditParameters("Esportazione", params);
   }
+  CString anno = "2026", codice, note = "x";
 };
 
 TEST_F(ParameterDialog, BatchKeepsTheValues) {
-  CapturedConsole c(true, "2020\nZ\n\n");
-  TerminalUI ui(c.Get(), true);
-  auto params = Params();
-  EXPECT_TRUE(ui.EditParameters("Esportazione", params));
+  Session s(true, "2020\nZ\n\n", false, /*batch=*/true);
+  EXPECT_TRUE(Edit(s));
   EXPECT_EQ(anno, "2026");
   EXPECT_EQ(codice, "");
-  EXPECT_TRUE(Contains(c.Out(), "parameters: Esportazione (values kept, batch mode)"));
+  EXPECT_TRUE(Contains(s.Out(), "parameters: Esportazione (values kept, batch mode)"));
 }
 
 TEST_F(ParameterDialog, TerminalEditsEachValueAndInsistsOnMandatoryOnes) {
-  CapturedConsole c(true, "\n\nattività 7\nnuova\n");
-  TerminalUI ui(c.Get(), false);
-  auto params = Params();
-  EXPECT_TRUE(ui.EditParameters("Esportazione", params));
+  Session s(true, "\n\nattività 7\nnuova\n");
+  EXPECT_TRUE(Edit(s));
   EXPECT_EQ(anno, "2026");  // Enter keeps the value
   EXPECT_EQ(codice, W("attività 7"));
   EXPECT_EQ(note, "nuova");
-  EXPECT_TRUE(Contains(c.Err(), "Codice attività is required"));
-  EXPECT_TRUE(Contains(c.Out(), "  note [x]: "));  // no label: the name is asked
+  EXPECT_TRUE(Contains(s.Err(), "Codice attività is required"));
+  EXPECT_TRUE(Contains(s.Out(), "  note [x]: "));  // no label: the name is asked
 }
 
 TEST_F(ParameterDialog, EndOfInputCancels) {
-  CapturedConsole c(true, "2020\n");
-  TerminalUI ui(c.Get(), false);
-  auto params = Params();
-  EXPECT_FALSE(ui.EditParameters("Esportazione", params));
+  Session s(true, "2020\n");
+  EXPECT_FALSE(Edit(s));
 }
 
 // --- Ctrl-C ------------------------------------------------------------------------------------
 
 TEST(StopSignal, FirstSignalSetsTheStopEventAndASecondSaysItIsAlreadyStopping) {
-  CapturedConsole c(false);
-  Harness h(c);
+  Session s;
   std::atomic<bool> running{false}, stopping{false};
-  ScriptedProcedure p([&](ScriptedProcedure& self) {
+  std::thread user([&] {
+    while (!running) std::this_thread::sleep_for(5ms);
+    ::kill(::getpid(), SIGINT);
+    while (!stopping) std::this_thread::sleep_for(5ms);
+    ::kill(::getpid(), SIGINT);
+  });
+  int result = s.Run([&](ScriptedProcedure& self) {
     running = true;
     auto give_up = std::chrono::steady_clock::now() + 30s;
     while (!self.CtrlEventStop()) {
@@ -322,21 +255,14 @@ TEST(StopSignal, FirstSignalSetsTheStopEventAndASecondSaysItIsAlreadyStopping) {
     self.Log("Esportazione interrotta.", TMS_NONE);
     return 0;
   });
-  std::thread user([&] {
-    while (!running) std::this_thread::sleep_for(5ms);
-    ::kill(::getpid(), SIGINT);
-    while (!stopping) std::this_thread::sleep_for(5ms);
-    ::kill(::getpid(), SIGINT);
-  });
-  int result = h.Run(p);
   user.join();
   EXPECT_EQ(result, 0);
   EXPECT_EQ(ExitCodeForResult(result), 1);
-  std::string out = c.Out();
+  std::string out = s.Out();
   EXPECT_TRUE(Contains(out, "stop requested")) << out;
   EXPECT_TRUE(Contains(out, "already stopping")) << out;
   EXPECT_LT(out.find("already stopping"), out.find("Esportazione interrotta."));
-  EXPECT_EQ(c.Err(), "[errore] Operazione interrotta dall'utente.\n");
+  EXPECT_EQ(s.Err(), "[errore] Operazione interrotta dall'utente.\n");
 }
 
 // --- settings handed to the procedure ----------------------------------------------------------
@@ -368,13 +294,12 @@ TEST(RunSettings, OptionsReachTheProcedureAndTheHostSettings) {
   EXPECT_EQ(p.GetHttpUID(), "agente");
   EXPECT_EQ(p.GetFtpFolder(), "foto");
   EXPECT_FALSE(p.IsVerbose());
-  CString value;
-  EXPECT_TRUE(p.GetFilterParam("DATA", value));
-  EXPECT_EQ(value, "2026-01-01");
-  EXPECT_TRUE(p.GetFilterParam("descr", value));
-  EXPECT_EQ(value, W("più bella"));
-  EXPECT_TRUE(p.GetFilterParam("vuoto", value));
-  EXPECT_EQ(value, "");
+  using Param = std::pair<const char*, CString>;
+  for (const auto& [name, expected] : {Param{"DATA", "2026-01-01"}, Param{"descr", W("più bella")}, Param{"vuoto", ""}}) {
+    CString value = "?";
+    EXPECT_TRUE(p.GetFilterParam(name, value)) << name;
+    EXPECT_EQ(value, expected) << name;
+  }
   EXPECT_EQ(CRegistryAdministrator::GetApplicationSetting("RootDirectory"), "/opt/tarvo/");
   EXPECT_EQ(CUserAdministrator::GetIDREFERENCE(), 7);
   EXPECT_EQ(CUserAdministrator::GetIDSOCIETA(), 2);  // not given: unchanged
