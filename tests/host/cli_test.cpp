@@ -3,11 +3,9 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
+#include <cstring>
 #include <filesystem>
 #include <memory>
-
-#include <algorithm>
-#include <cstring>
 
 #include "build_info.h"
 #include "framework/exchange_factory.h"
@@ -35,12 +33,19 @@ ProcessResult Host(std::vector<std::string> args, const std::map<std::string, st
 
 bool Contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
-long CountRows(const std::string& db_path, const std::string& sql) {
+// The first value of a query on the SQLite file `db_path`, or one statement run on it.
+CString Scalar(const std::string& db_path, const std::string& sql) {
   CDatabase db;
   db.OpenEx(db_path);
   CODBCRecordset rs(&db);
   rs.Open(sql);
-  return rs.Field(0).AsLong();
+  return rs.IsEOF() ? CString("<no row>") : rs.Field(0).AsString();
+}
+long CountRows(const std::string& db_path, const std::string& sql) { return std::stol(Scalar(db_path, sql)); }
+void Execute(const std::string& db_path, const std::string& sql) {
+  CDatabase db;
+  db.OpenEx(db_path);
+  db.ExecuteSQL(sql);
 }
 
 // A database made by `init` in a temporary folder.
@@ -63,25 +68,22 @@ TEST(CommandLine, VersionNamesTheProduct) {
   EXPECT_EQ(r.out, std::string(TARVO_PRODUCT_NAME " " TARVO_PRODUCT_VERSION "\n"));
 }
 
-TEST(CommandLine, HelpListsTheProceduresByNumberWithWhatTheyDo) {
-  for (auto args : {std::vector<std::string>{"--help"}, std::vector<std::string>{"run", "--help"}}) {
-    ProcessResult r = Host(args);
-    EXPECT_EQ(r.exit_code, 0);
+TEST(CommandLine, HelpListsTheProceduresByNumberWithWhatTheyDoAndEveryRunOption) {
+  for (const char* command : {"init", "list"}) EXPECT_EQ(Host({command, "--help"}).exit_code, 0) << command;
+  ProcessResult help = Host({"--help"}), run_help = Host({"run", "--help"});
+  for (const ProcessResult* r : {&help, &run_help}) {
+    EXPECT_EQ(r->exit_code, 0);
     for (const ProcedureEntry& e : KnownProcedures()) {
-      std::string line = tarvo::StrFormat("%5ld", e.number);
-      EXPECT_TRUE(Contains(r.out, line)) << e.number;
-      EXPECT_TRUE(Contains(r.out, tarvo::Cp1252ToUtf8(e.description))) << e.number;
+      EXPECT_TRUE(Contains(r->out, tarvo::StrFormat("%5ld", e.number))) << e.number;
+      EXPECT_TRUE(Contains(r->out, tarvo::Cp1252ToUtf8(e.description))) << e.number;
     }
   }
-  ProcessResult run_help = Host({"run", "--help"});
   for (const char* option : {"--db", "--src", "--dest", "--in-dir", "--out-dir", "--http-server", "--http-url",
                              "--http-user", "--http-password", "--ftp-server", "--ftp-user", "--ftp-password",
                              "--ftp-folder", "--param", "--root-dir", "--agent-id", "--company-id",
                              "--branch-id", "--log-file", "--batch", "--config"})
     EXPECT_TRUE(Contains(run_help.out, option)) << option;
   EXPECT_TRUE(Contains(run_help.out, "64 usage error"));
-  EXPECT_EQ(Host({"init", "--help"}).exit_code, 0);
-  EXPECT_EQ(Host({"list", "--help"}).exit_code, 0);
 }
 
 class UsageError : public testing::TestWithParam<std::vector<std::string>> {};
@@ -129,21 +131,16 @@ TEST(CommandLine, AMissingDatabaseIsNotCreatedAndExits2) {
   EXPECT_FALSE(std::filesystem::exists(dir.File("typo.db")));
 }
 
-TEST_F(InitializedDb, ConfigFileSuppliesSettingsAndTheCommandLineOverridesThem) {
-  std::string ini = dir_.File("tarvo.ini");
+TEST_F(InitializedDb, ConfigFileSuppliesSettingsTheCommandLineOverridesThemAndItsErrorsAreUsageErrors) {
+  std::string ini = dir_.File("tarvo.ini"), bad = dir_.File("bad.ini");
   tarvo::WriteFileBytes(ini, "db = " + dir_.File("missing.db") + "\nprecisione/prezzi = 4\nparam = \"A=1\"\n");
-  // From the file alone: the database does not exist.
+  // From the file alone, or named by the environment: the database does not exist.
   EXPECT_EQ(Host({"run", "7", "--config", ini}).exit_code, 2);
-  // The same file named by the environment.
   EXPECT_EQ(Host({"run", "7"}, {{"TARVO_EXCHANGE_CONFIG", ini}}).exit_code, 2);
   // --db on the command line wins: the database is found, number 7 is not.
   EXPECT_EQ(Host({"run", "7", "--config", ini, "--db", db_}).exit_code, 3);
-}
-
-TEST_F(InitializedDb, ConfigFileErrorsAreUsageErrors) {
-  std::string ini = dir_.File("bad.ini");
-  tarvo::WriteFileBytes(ini, "db = " + db_ + "\nnessuna-opzione = 1\n");
-  EXPECT_EQ(Host({"run", "7", "--config", ini}).exit_code, 64);
+  tarvo::WriteFileBytes(bad, "db = " + db_ + "\nnessuna-opzione = 1\n");
+  EXPECT_EQ(Host({"run", "7", "--config", bad}).exit_code, 64);
   EXPECT_EQ(Host({"run", "7", "--db", db_}, {{"TARVO_EXCHANGE_CONFIG", dir_.File("none.ini")}}).exit_code, 64);
 }
 
@@ -166,20 +163,11 @@ TEST_F(InitializedDb, ListShowsEveryNumberedProcedureAsCustom) {
 
 TEST_F(InitializedDb, DemoDataIsLoadedWithItsAccents) {
   EXPECT_GT(CountRows(db_, "SELECT COUNT(*) FROM ARTICOLO"), 0);
-  CDatabase db;
-  db.OpenEx(db_);
-  CODBCRecordset rs(&db);
-  rs.Open("SELECT DESCRIZIONE FROM IVA WHERE CODICE = '04'");
-  ASSERT_FALSE(rs.IsEOF());
-  EXPECT_TRUE(Contains(rs.Field(0).AsString(), tarvo::W("necessità")));
+  EXPECT_TRUE(Contains(Scalar(db_, "SELECT DESCRIZIONE FROM IVA WHERE CODICE = '04'"), tarvo::W("necessità")));
 }
 
 TEST_F(InitializedDb, AnExistingFileIsKeptUnlessForced) {
-  {
-    CDatabase db;
-    db.OpenEx(db_);
-    db.ExecuteSQL("CREATE TABLE MARCATORE (X INTEGER)");
-  }
+  Execute(db_, "CREATE TABLE MARCATORE (X INTEGER)");
   ProcessResult refused = Host({"init", "--db", db_});
   EXPECT_EQ(refused.exit_code, 1);
   EXPECT_TRUE(Contains(refused.err, "--force"));
@@ -213,11 +201,7 @@ TEST(Init, WorksFromAFolderOutsideTheSourceTree) {
 
 TEST(List, AFileWithoutTheProcedureTableFails) {
   TempDir dir;
-  {
-    CDatabase db;
-    db.OpenEx(dir.File("empty.db"));
-    db.ExecuteSQL("CREATE TABLE X (Y INTEGER)");
-  }
+  Execute(dir.File("empty.db"), "CREATE TABLE X (Y INTEGER)");
   ProcessResult r = Host({"list", "--db", dir.File("empty.db")});
   EXPECT_EQ(r.exit_code, 1);
   EXPECT_TRUE(Contains(r.err, "procedure table"));
@@ -230,20 +214,15 @@ TEST(List, AFileWithoutTheProcedureTableFails) {
 class DriverRun : public InitializedDb {
  protected:
   void SetUp() override {
-    InitializedDb::SetUp();
     std::unique_ptr<CTarvoImport> engine(CreateDriverProcedure());
     if (!engine || !FindEmbeddedFile("xmlengine/drivers/articoli_export.xml"))
       GTEST_SKIP() << "the driver engine or its article export driver is not built";
+    db_ = dir_.File("company.db");
     root_ = dir_.File("root");
     out_ = dir_.File("out");
     std::filesystem::create_directories(out_);
-    ASSERT_EQ(Host({"init", "--db", db_, "--demo", "--force", "--root-dir", root_}).exit_code, 0);
-    CDatabase db;
-    db.OpenEx(db_);
-    CODBCRecordset rs(&db);
-    rs.Open("SELECT NUMERO FROM ESPORTAZIONE WHERE PARAMETRI = 'DRVFILE=articoli_export.xml'");
-    ASSERT_FALSE(rs.IsEOF());
-    number_ = std::to_string(rs.Field(0).AsLong());
+    ASSERT_EQ(Host({"init", "--db", db_, "--demo", "--root-dir", root_}).exit_code, 0);
+    number_ = Scalar(db_, "SELECT NUMERO FROM ESPORTAZIONE WHERE PARAMETRI = 'DRVFILE=articoli_export.xml'");
   }
   std::vector<std::string> RunArgs(std::vector<std::string> extra = {}) {
     std::vector<std::string> args = {"run", number_, "--db", db_, "--root-dir", root_, "--out-dir", out_};
@@ -293,15 +272,11 @@ TEST_F(DriverRun, ErrorLinesGoToStderrOnlyAndTheResultSetsTheExitCode) {
 }
 
 TEST_F(DriverRun, CtrlCStopsALongRunAtTheNextRow) {
-  {
-    CDatabase db;
-    db.OpenEx(db_);
-    db.ExecuteSQL(
-        "INSERT INTO ARTICOLO (ID, DESCRIZIONE, ID_UNITA_MISURA, CODICE_IVA, ID_CATEGORIA, ID_FAMIGLIA, "
-        "ID_GRUPPO, PREZZO) WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 50000) "
-        "SELECT printf('Z%07d', i), 'Articolo ' || i, a.ID_UNITA_MISURA, a.CODICE_IVA, a.ID_CATEGORIA, "
-        "a.ID_FAMIGLIA, a.ID_GRUPPO, a.PREZZO FROM n, (SELECT * FROM ARTICOLO LIMIT 1) a");
-  }
+  Execute(db_,
+          "INSERT INTO ARTICOLO (ID, DESCRIZIONE, ID_UNITA_MISURA, CODICE_IVA, ID_CATEGORIA, ID_FAMIGLIA, "
+          "ID_GRUPPO, PREZZO) WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 50000) "
+          "SELECT printf('Z%07d', i), 'Articolo ' || i, a.ID_UNITA_MISURA, a.CODICE_IVA, a.ID_CATEGORIA, "
+          "a.ID_FAMIGLIA, a.ID_GRUPPO, a.PREZZO FROM n, (SELECT * FROM ARTICOLO LIMIT 1) a");
   std::vector<std::string> args = RunArgs({"--batch"});
   args.insert(args.begin(), TARVO_HOST_EXE);
   Subprocess child(args, {}, {}, {{"TARVO_EXCHANGE_CONFIG", ""}});
