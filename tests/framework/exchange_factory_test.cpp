@@ -48,11 +48,16 @@ class FactoryTest : public DbTest {
   ScratchDatabase* db_ = nullptr;
 };
 
-TEST_P(FactoryTest, NumbersOutsideTheTableAndUnknownTypesGiveNothing) {
+TEST_P(FactoryTest, BothDriverTypesGiveOneEngineWhileUnknownNumbersAndTypesGiveNothing) {
   for (long n : {7L, 8L, 1011L, 0L, -1L, 5000L}) AddRow(n, "custom");
   AddRow(30, "XMLEXPORT");  // the type comparison is case-sensitive
   AddRow(31, "other");
   for (long n : {7L, 8L, 1011L, 0L, -1L, 5000L, 30L, 31L, 999L}) EXPECT_EQ(Get(n), nullptr) << n;
+  AddRow(40, "xmlexport");
+  AddRow(41, "xmlimport");
+  auto a = Get(40), b = Get(41);
+  ASSERT_EQ(a == nullptr, b == nullptr);
+  if (a) EXPECT_EQ(typeid(*a), typeid(*b));
 }
 
 TEST_P(FactoryTest, EveryKnownNumberBuiltSoFarIsCreatedWithItsRowCopied) {
@@ -71,17 +76,6 @@ TEST_P(FactoryTest, EveryKnownNumberBuiltSoFarIsCreatedWithItsRowCopied) {
     EXPECT_EQ(p->GetParserFlag3(), 6);
     EXPECT_EQ(p->GetDescrizione(), W("Prova unità"));
     EXPECT_TRUE(p->IsKindOfWinThread());
-  }
-}
-
-TEST_P(FactoryTest, BothDriverTypesGiveTheSameEngine) {
-  AddRow(40, "xmlexport");
-  AddRow(41, "xmlimport");
-  auto a = Get(40);
-  auto b = Get(41);
-  ASSERT_EQ(a == nullptr, b == nullptr);
-  if (a) {
-    EXPECT_EQ(typeid(*a), typeid(*b));
   }
 }
 

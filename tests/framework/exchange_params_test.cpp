@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <optional>
+
 #include "framework/tarvo_import.h"
 #include "platform/settings.h"
 
@@ -9,77 +11,56 @@ class Probe : public CTarvoImport {
   int Run() override { return 1; }
   using CTarvoImport::AddDefaultParams;
 };
-
-CString Expand(Probe& p, CString text) {
-  p.CheckForFilterParams(text);
-  return text;
-}
 }  // namespace
 
-TEST(ExchangeParam, ValueRunsToTheNextSemicolonAndAppendsToTheGivenText) {
+TEST(ExchangeParam, ValueRunsToTheNextSemicolonFoundByAPlainCaseSensitiveSearch) {
+  auto value = [](const char* params, const char* name) -> std::optional<CString> {
+    Probe p;
+    p.SetExchangeParam(params);
+    CString v;
+    return p.CheckExchangeParam(name, v) ? std::optional(v) : std::nullopt;
+  };
+  EXPECT_EQ(value("DRVFILE=export.xml;X=1", "DRVFILE="), "export.xml");
+  EXPECT_EQ(value("DRVFILE=export.xml;X=1", "drvfile="), std::nullopt);
+  EXPECT_EQ(value("X=1;DRVFILE=", "DRVFILE="), "");          // at the end: found, nothing
+  EXPECT_EQ(value("XDRVFILE=a;DRVFILE=b", "DRVFILE="), "a");  // inside another name
+}
+
+TEST(ExchangeParam, ValueIsAppendedToTheGivenText) {
   Probe p;
   p.SetExchangeParam("DRVFILE=export.xml;X=1");
-  CString v;
-  EXPECT_TRUE(p.CheckExchangeParam("DRVFILE=", v));
-  EXPECT_EQ(v, "export.xml");
+  CString v = "export.xml";
   EXPECT_TRUE(p.CheckExchangeParam("X=", v));
-  EXPECT_EQ(v, "export.xml1");  // not cleared first
-  EXPECT_FALSE(p.CheckExchangeParam("drvfile=", v));
+  EXPECT_EQ(v, "export.xml1");
 }
 
-TEST(ExchangeParam, NameAtTheEndGivesTrueAndNothing) {
+struct PlaceholderCase {
+  const char* what;
+  std::vector<std::pair<CString, CString>> params;  // set in this order
+  CString text, expected;
+};
+
+class Placeholders : public testing::TestWithParam<PlaceholderCase> {};
+
+TEST_P(Placeholders, AreExpandedInPlace) {
+  const PlaceholderCase& c = GetParam();
   Probe p;
-  p.SetExchangeParam("X=1;DRVFILE=");
-  CString v;
-  EXPECT_TRUE(p.CheckExchangeParam("DRVFILE=", v));
-  EXPECT_EQ(v, "");
+  for (const auto& [name, value] : c.params) p.SetFilterParam(name, value);
+  CString text = c.text;
+  p.CheckForFilterParams(text);
+  EXPECT_EQ(text, c.expected) << c.what;
 }
 
-TEST(ExchangeParam, NameIsAPlainSubstringSearch) {
-  Probe p;
-  p.SetExchangeParam("XDRVFILE=a;DRVFILE=b");
-  CString v;
-  EXPECT_TRUE(p.CheckExchangeParam("DRVFILE=", v));
-  EXPECT_EQ(v, "a");
-}
-
-TEST(Placeholders, KnownNamesAreReplaced) {
-  Probe p;
-  p.SetFilterParam("exp_today", "{d '2007-05-31'}");
-  EXPECT_EQ(Expand(p, "D >= @exp_today"), "D >= {d '2007-05-31'}");
-}
-
-TEST(Placeholders, UnknownNameTakesThePreviousValue) {
-  Probe p;
-  p.SetFilterParam("a", "1");
-  EXPECT_EQ(Expand(p, "@a-@b"), "1-1");
-}
-
-TEST(Placeholders, EmptyValueSkipsTheNextCharacter) {
-  Probe p;
-  p.SetFilterParam("a", "");
-  p.SetFilterParam("b", "2");
-  EXPECT_EQ(Expand(p, "@a@b"), "@b");
-}
-
-TEST(Placeholders, LoneAtSignIsRemoved) {
-  Probe p;
-  EXPECT_EQ(Expand(p, "price @ 10"), "price  10");
-}
-
-TEST(Placeholders, NamesAreCaseSensitiveAndEndAtTheFirstForeignCharacter) {
-  Probe p;
-  p.SetFilterParam("year", "2026");
-  p.SetFilterParam("Year", "X");
-  EXPECT_EQ(Expand(p, "@year/@Year.txt"), "2026/X.txt");
-}
-
-TEST(Placeholders, ValueHoldingAnAtSignIsExpandedAgain) {
-  Probe p;
-  p.SetFilterParam("a", "x@b");
-  p.SetFilterParam("b", "y");
-  EXPECT_EQ(Expand(p, "@a"), "xy");
-}
+INSTANTIATE_TEST_SUITE_P(
+    FilterParams, Placeholders,
+    testing::Values(
+        PlaceholderCase{"known name", {{"exp_today", "{d '2007-05-31'}"}}, "D >= @exp_today", "D >= {d '2007-05-31'}"},
+        PlaceholderCase{"unknown name takes the previous value", {{"a", "1"}}, "@a-@b", "1-1"},
+        PlaceholderCase{"empty value skips the next character", {{"a", ""}, {"b", "2"}}, "@a@b", "@b"},
+        PlaceholderCase{"lone at sign removed", {}, "price @ 10", "price  10"},
+        PlaceholderCase{"case-sensitive names ending at a foreign character", {{"year", "2026"}, {"Year", "X"}},
+                        "@year/@Year.txt", "2026/X.txt"},
+        PlaceholderCase{"a value holding an at sign is expanded again", {{"a", "x@b"}, {"b", "y"}}, "@a", "xy"}));
 
 TEST(DefaultParams, ConnectionSettingsAndUserAreTakenWhenRefilled) {
   CUserAdministrator::SetCurrentUser(7, 3, 12);
@@ -90,14 +71,11 @@ TEST(DefaultParams, ConnectionSettingsAndUserAreTakenWhenRefilled) {
   ASSERT_TRUE(p.GetFilterParam("srcdsn", v));
   EXPECT_EQ(v, "");  // construction time
   p.AddDefaultParams();
-  p.GetFilterParam("srcdsn", v);
-  EXPECT_EQ(v, "src.db");
-  p.GetFilterParam("httpurl", v);
-  EXPECT_EQ(v, "/up");
-  p.GetFilterParam("exp_id_agente", v);
-  EXPECT_EQ(v, "7");
-  p.GetFilterParam("exp_id_deposito", v);
-  EXPECT_EQ(v, "12");
+  for (const auto& [name, expected] : {std::pair{"srcdsn", "src.db"}, {"httpurl", "/up"}, {"exp_id_agente", "7"},
+                                       {"exp_id_deposito", "12"}}) {
+    EXPECT_TRUE(p.GetFilterParam(name, v)) << name;
+    EXPECT_EQ(v, expected) << name;
+  }
   p.GetFilterParam("exp_today", v);
   EXPECT_EQ(v.size(), std::string("{d '2026-01-01'}").size());
   p.GetFilterParam("exp_now", v);

@@ -38,20 +38,16 @@ struct LoggingFixture : testing::Test {
 };
 }  // namespace
 
-TEST_F(LoggingFixture, LogFlattensLineEndsForTheWindowButWritesTheFileAsGiven) {
+TEST_F(LoggingFixture, LogFlattensLineEndsForTheWindowButWritesTheWindows1252FileAsGiven) {
   p.Log("a\r\nb", TMS_INFO);
-  window.Drain();
-  ASSERT_EQ(window.Lines().size(), 1u);
-  EXPECT_EQ(window.Lines()[0].text, "a +b");
-  EXPECT_EQ(window.Lines()[0].status, TMS_INFO);
-  EXPECT_EQ(FileBytes(), "a\r\nb\n");
-}
-
-TEST_F(LoggingFixture, AccentedLineReachesFileAsCp1252AndWindowAsSameText) {
   p.Log(W("unità"), TMS_NONE);
   window.Drain();
-  EXPECT_EQ(FileBytes(), "unit\xE0\n");
-  EXPECT_EQ(window.Lines().at(0).text, "unit\xE0");
+  ASSERT_EQ(window.Lines().size(), 2u);
+  EXPECT_EQ(window.Lines()[0].text, "a +b");
+  EXPECT_EQ(window.Lines()[0].status, TMS_INFO);
+  EXPECT_EQ(window.Lines()[1].text, "unit\xE0");
+  EXPECT_EQ(window.Lines()[1].status, TMS_NONE);
+  EXPECT_EQ(FileBytes(), "a\r\nb\nunit\xE0\n");
 }
 
 TEST_F(LoggingFixture, LogExKeepsPartialLinesUntilALineFeed) {
@@ -119,12 +115,14 @@ TEST(StopEvent, StopIsReportedOnceItIsSet) {
   EXPECT_EQ(w.Lines()[0].status, TMS_ERROR);
 }
 
-TEST(Properties, RegWhereGettersAreCrossed) {
+TEST(Properties, RegWhereGettersAreCrossedAndStrSpanPadsButNeverCuts) {
   Probe p;
   p.SetInRegWhere("A");
   p.SetOutRegWhere("B");
   EXPECT_EQ(p.GetInRegWhere(), "B");
   EXPECT_EQ(p.GetOutRegWhere(), "A");
+  EXPECT_EQ(CTarvoImport::StrSpan("abcdef", 3), "abcdef");
+  EXPECT_EQ(CTarvoImport::StrSpan("ab", 4), "ab  ");
 }
 
 TEST(Properties, AssignmentSharesPointersButNotParamsOrVerbose) {
@@ -148,11 +146,6 @@ TEST(Properties, AssignmentSharesPointersButNotParamsOrVerbose) {
   // Both now point at the same databases; give b fresh ones so each frees its own.
   b.SetInDatabase(new CDatabase);
   b.SetOutDatabase(new CDatabase);
-}
-
-TEST(Properties, StrSpanPadsButNeverCuts) {
-  EXPECT_EQ(CTarvoImport::StrSpan("abcdef", 3), "abcdef");
-  EXPECT_EQ(CTarvoImport::StrSpan("ab", 4), "ab  ");
 }
 
 class DatabaseOpenTest : public DbTest {};
