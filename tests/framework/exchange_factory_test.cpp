@@ -97,26 +97,21 @@ class Probe : public CTarvoImport {
 };
 }  // namespace
 
-TEST(ParserFactory, NoDialogNameGivesNothingWithoutOpeningTheDatabase) {
-  CExchangeParserFactory f;
-  Probe p;
-  p.SetSrcConfig("DRIVER={No Such Driver}");
-  EXPECT_EQ(f.GetParser(nullptr, nullptr), nullptr);
-  EXPECT_EQ(f.GetParser(&p, nullptr), nullptr);
-  p.SetStrParser("parserfatture");
-  EXPECT_EQ(f.GetParser(&p, nullptr), nullptr);
-  EXPECT_FALSE(p.IsOutDatabaseOpen());
-}
-
-TEST(ParserFactory, KnownDialogWhoseDatabaseFailsIsShownAndGivesNothing) {
+TEST(ParserFactory, OnlyAKnownDialogNameTriesTheDatabaseAndItsFailureIsShownAndGivesNothing) {
   CapturingUI ui;
   UIGuard guard(&ui);
   RecordingWindow w;
   CExchangeParserFactory f;
   Probe p;
   p.SetParentWnd(&w);
-  p.SetStrParser("ParserArticoli");  // the name comparison ignores case
   p.SetSrcConfig("DRIVER={No Such Driver}");
+  EXPECT_EQ(f.GetParser(nullptr, nullptr), nullptr);
+  EXPECT_EQ(f.GetParser(&p, nullptr), nullptr);
+  p.SetStrParser("parserfatture");
+  EXPECT_EQ(f.GetParser(&p, nullptr), nullptr);
+  w.Drain();
+  EXPECT_TRUE(w.Lines().empty() && ui.boxes.empty()) << "no database opened for an unknown name";
+  p.SetStrParser("ParserArticoli");  // the name comparison ignores case
   EXPECT_EQ(f.GetParser(&p, &w), nullptr);
   EXPECT_EQ(ui.boxes.size(), 1u);
   w.Drain();

@@ -45,11 +45,11 @@ class SolvarArticleExport : public DbTest {
     source_->LoadSchema("company.sql");
   }
 
-  // Runs the export of the source into `folder` ("" for the current folder).
-  int Run(const CString& folder, const CString* parametro = nullptr) {
+  // Runs the export of the source (or of `src`) into `folder` ("" for the current folder).
+  int Run(const CString& folder, const CString* parametro = nullptr, const CString& src = {}) {
     CTarvoExportSolvarArticoli p;
     p.SetParentWnd(&window_);
-    p.SetSrcConfig(source_->Config());
+    p.SetSrcConfig(src.empty() ? source_->Config() : src);
     p.SetOutDir(folder);
     p.SetVerbose(false);
     if (parametro) p.SetFilterParam("parametro", *parametro);
@@ -77,13 +77,11 @@ TEST_P(SolvarArticleExport, DemoFilesMatchTheFixturesAndEveryRecordHasItsLength)
   EXPECT_EQ(window_.Result(), 1);
   for (const char* name : kFiles) EXPECT_EQ(Output(name), Fixture("demo", name)) << name;
 
-  for (const char* name : {"settori.txt", "famiglie.txt", "gruppi.txt"})
-    for (const std::string& r : Records(Output(name))) EXPECT_EQ(r.size(), 32u) << name << ": " << r;
-  for (const std::string& r : Records(Output("articoli.txt")))
-    EXPECT_EQ(r.size(), static_cast<size_t>(solvar::kArticoliRecordLength)) << r;
-  for (const std::string& r : Records(Output("albero.txt"))) EXPECT_EQ(r.size(), 8u) << r;
-  for (const std::string& r : Records(Output("aliquiva.txt")))
-    EXPECT_TRUE(r.size() == 36 || r.size() == 37) << r;
+  const std::pair<const char*, std::set<size_t>> lengths[] = {
+      {"settori.txt", {32}}, {"famiglie.txt", {32}}, {"gruppi.txt", {32}}, {"albero.txt", {8}},
+      {"articoli.txt", {size_t(solvar::kArticoliRecordLength)}}, {"aliquiva.txt", {36, 37}}};
+  for (const auto& [name, allowed] : lengths)
+    for (const std::string& r : Records(Output(name))) EXPECT_TRUE(allowed.count(r.size())) << name << ": " << r;
 }
 
 TEST_P(SolvarArticleExport, LongValuesAreCutNumbersGrowAndTheLogShowsWholeValues) {
@@ -168,30 +166,23 @@ TEST_P(SolvarArticleExport, LogsEveryStepRowAndTheSummary) {
       " - Scrittura file Albero ...",
       " - Scrittura file Albero terminata con successo.",
       " - (" + dir + "\\albero.txt)",
-      "Importazione dati terminata con successo: 00h:00m:0?s.",
+      "Importazione dati terminata con successo: 00h:00m:0?s.",  // a run takes under ten seconds
       "Operazione completata.",
       "Database sorgente chiuso.",
   };
   std::vector<std::string> texts = window_.Texts();
-  ASSERT_EQ(texts.size(), expected.size());
-  for (size_t i = 0; i < texts.size(); ++i) {
-    if (expected[i].find('?') != std::string::npos)
-      EXPECT_TRUE(std::regex_match(texts[i], std::regex("Importazione dati terminata con successo: 00h:00m:0[0-9]s\\.")))
-          << texts[i];
-    else
-      EXPECT_EQ(texts[i], expected[i]) << "line " << i;
-  }
+  for (std::string& t : texts) t = std::regex_replace(t, std::regex("(successo: 00h:00m:0)[0-9]s\\.$"), "$1?s.");
+  EXPECT_EQ(texts, expected);
 }
 
 // --- failures ------------------------------------------------------------------------------------
 TEST_P(SolvarArticleExport, AMissingOutputFolderFailsEveryFileButTheRunGoesOn) {
   ASSERT_EQ(Run(out_.File("missing")), 0);
   EXPECT_EQ(window_.Result(), 0);
-  for (const char* line : {"Errore durante la scrittura del file Categorie.", "Errore durante la scrittura del file Famiglie.",
-                           "Errore durante la scrittura del file Gruppi.", "Errore durante la scrittura del file Aliquote IVA.",
-                           "Errore durante la scrittura del file Articoli.", "Errore durante la scrittura del file Albero.",
-                           " - Scrittura file Articoli fallita.", "Operazione completata."})
-    EXPECT_TRUE(window_.HasLine(line)) << line;
+  for (const char* file : {"Categorie", "Famiglie", "Gruppi", "Aliquote IVA", "Articoli", "Albero"})
+    EXPECT_TRUE(window_.HasLine(std::string("Errore durante la scrittura del file ") + file + ".")) << file;
+  EXPECT_TRUE(window_.HasLine(" - Scrittura file Articoli fallita."));
+  EXPECT_TRUE(window_.HasLine("Operazione completata."));
   std::vector<std::string> texts = window_.Texts();
   auto failed = std::find(texts.begin(), texts.end(), " - Scrittura file Categorie fallita.");
   ASSERT_NE(failed, texts.end());
@@ -216,13 +207,7 @@ TEST_P(SolvarArticleExport, ADatabaseErrorLosesOnlyItsOwnFile) {
 }
 
 TEST_P(SolvarArticleExport, AnUnreachableSourceWritesNoFile) {
-  CTarvoExportSolvarArticoli p;
-  p.SetParentWnd(&window_);
-  p.SetSrcConfig("DRIVER={No Such Driver};DATABASE=x");
-  p.SetOutDir(out_.Path());
-  p.SetVerbose(false);
-  EXPECT_EQ(p.Run(), -1);
-  window_.WaitFinished();
+  EXPECT_EQ(Run(out_.Path(), nullptr, "DRIVER={No Such Driver};DATABASE=x"), -1);
   EXPECT_EQ(window_.Result(), 0);
   EXPECT_TRUE(std::filesystem::is_empty(out_.Path()));
 }

@@ -65,20 +65,14 @@ TEST(TextToNumber, ReadsTheLeadingNumericPartAndZeroOtherwise) {
 }
 
 // --- whole records ---------------------------------------------------------------------------------
-TEST(FormatRecord, WritesFieldsOneAfterTheOtherAndFillersTakeNoValue) {
-  CRecordLayout layout = {{"a", 0, 2}, {"b", 2, 2}, {"gap", 4, 4, EF::kFiller}};
-  EXPECT_EQ(FormatRecord(layout, {"01", "1"}), "011     ");
-}
-
-TEST(FormatRecord, ANumberTooWideShiftsTheFollowingFields) {
-  CRecordLayout layout = {{"n", 0, 4, EF::kDecimal, 2, false, '.'}, {"t", 4, 1}};
-  EXPECT_EQ(FormatRecord(layout, {"123", "x"}), "123.00x");
+TEST(FormatRecord, WritesFieldsOneAfterTheOtherFillersTakeNoValueAndAWideNumberShiftsTheRest) {
+  EXPECT_EQ(FormatRecord({{"a", 0, 2}, {"b", 2, 2}, {"gap", 4, 4, EF::kFiller}}, {"01", "1"}), "011     ");
+  EXPECT_EQ(FormatRecord({{"n", 0, 4, EF::kDecimal, 2, false, '.'}, {"t", 4, 1}}, {"123", "x"}), "123.00x");
 }
 
 TEST(FormatRecord, WrongNumberOfValuesIsAnInternalError) {
-  CRecordLayout layout = {{"a", 0, 2}};
   try {
-    FormatRecord(layout, {"1", "2"});
+    FormatRecord({{"a", 0, 2}}, {"1", "2"});
     FAIL();
   } catch (const CException& e) {
     EXPECT_EQ(e.Kind(), ErrorKind::kInternal);
