@@ -20,34 +20,27 @@ int Unpack(const std::string& zip, const std::string& folder, bool ignorePaths =
   return unzipper.GetFileCount();
 }
 
-TEST(Zipper, FilesAddedWithoutPathUnpackFlatWithTheirContentAndAccentedNames) {
+TEST(Zipper, FilesAddedWithoutPathUnpackFlatAndOthersKeepTheirPathBelowTheRootFolder) {
   TempDir src, out;
   const std::string accented = W("perché.xml");  // Windows-1252 bytes, as the procedures name files
-  WriteFileBytes(src.File("001_ARTICOLO.xml"), "<exchangedata>a</exchangedata>");
-  WriteFileBytes(src.File("002_EXECUTE.xml"), std::string("bin\0ary", 7));
-  WriteFileBytes(src.File(accented), "x");
+  ::mkdir(src.File("dati").c_str(), 0777);
+  WriteFileBytes(src.File("dati/001_ARTICOLO.xml"), "<exchangedata>a</exchangedata>");
+  WriteFileBytes(src.File("dati/002_EXECUTE.xml"), std::string("bin\0ary", 7));
+  WriteFileBytes(src.File("dati/" + accented), "x");
+  WriteFileBytes(src.File("dati/a.txt"), "A");
   CZipper zipper;
-  ASSERT_TRUE(zipper.OpenZip(src.File("dati.zip")));
+  ASSERT_TRUE(zipper.OpenZip(src.File("dati.zip"), src.Path()));
   for (const std::string& name : {std::string("001_ARTICOLO.xml"), std::string("002_EXECUTE.xml"), accented})
-    EXPECT_TRUE(zipper.AddFileToZip(src.File(name), true)) << name;
+    EXPECT_TRUE(zipper.AddFileToZip(src.File("dati/" + name), true)) << name;
+  EXPECT_TRUE(zipper.AddFileToZip(src.File("dati/a.txt"), false));
   ASSERT_TRUE(zipper.CloseZip()) << zipper.GetLastErrorText();
 
-  EXPECT_EQ(3, Unpack(src.File("dati.zip"), out.Path()));
+  EXPECT_EQ(4, Unpack(src.File("dati.zip"), out.Path()));
   EXPECT_EQ("<exchangedata>a</exchangedata>", ReadFileBytes(out.File("001_ARTICOLO.xml")));
   EXPECT_EQ(std::string("bin\0ary", 7), ReadFileBytes(out.File("002_EXECUTE.xml")));
   EXPECT_EQ("x", ReadFileBytes(out.File(accented)));
-}
-
-TEST(Zipper, PathsBelowTheRootFolderAreKeptRelative) {
-  TempDir src, out;
-  ::mkdir(src.File("dati").c_str(), 0777);
-  WriteFileBytes(src.File("dati/a.txt"), "A");
-  CZipper zipper;
-  ASSERT_TRUE(zipper.OpenZip(src.File("x.zip"), src.Path()));
-  ASSERT_TRUE(zipper.AddFileToZip(src.File("dati/a.txt"), false));
-  ASSERT_TRUE(zipper.CloseZip());
-  Unpack(src.File("x.zip"), out.Path());
   EXPECT_EQ("A", ReadFileBytes(out.File("dati/a.txt")));
+  EXPECT_FALSE(FileExists(out.File("a.txt")));
 }
 
 TEST(Zipper, ArchiveWithoutEntriesIsStillAValidFile) {

@@ -15,7 +15,7 @@ using namespace tarvo::test;
 
 class ProcedureIdTest : public CompanyDbTest {};
 
-TEST_P(ProcedureIdTest, EachGeneratorHandsOutIncreasingKeysOfItsOwnAboveExistingRows) {
+TEST_P(ProcedureIdTest, GeneratorsHandOutIncreasingKeysAboveExistingRowsWithinTheCallersTransaction) {
   CProcedureId id(db_);
   ASSERT_TRUE(id.Open("GET_ID_AZIENDA"));
   EXPECT_FALSE(id.IsEOF());
@@ -30,12 +30,8 @@ TEST_P(ProcedureIdTest, EachGeneratorHandsOutIncreasingKeysOfItsOwnAboveExisting
   }
   db_->ExecuteSQL("INSERT INTO AZIENDA (ID, RAGIONESOCIALE) VALUES (900000, 'Alta')");
   EXPECT_GT(id.GetNewId("GET_ID_AZIENDA"), 900000) << "keys stay above rows inserted with explicit ids";
-}
-
-TEST_P(ProcedureIdTest, RunsInsideTheCallersTransaction) {
-  CProcedureId id(db_);
   db_->BeginTrans();
-  long a = id.GetNewId("GET_ID_SEDE");
+  const long a = id.GetNewId("GET_ID_SEDE");
   EXPECT_TRUE(db_->InTransaction());  // the caller's transaction is neither ended nor replaced
   db_->CommitTrans();
   EXPECT_EQ(id.GetNewId("GET_ID_SEDE"), a + 1);
