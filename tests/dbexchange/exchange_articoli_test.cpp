@@ -53,19 +53,12 @@ std::vector<std::string> Rows(CDatabase& db, const std::string& sql) {
   return rows;
 }
 
-// The copied columns of the six tables.
-std::map<std::string, std::vector<std::string>> Copied(CDatabase& db) {
+// The six tables ordered by their keys: the copied columns only, or every column (the whole state
+// of the destination).
+std::map<std::string, std::vector<std::string>> Tables(CDatabase& db, bool copiedOnly = true) {
   std::map<std::string, std::vector<std::string>> all;
   for (const CopiedTable& t : kTables)
-    all[t.table] = Rows(db, StrFormat("SELECT %s FROM %s ORDER BY %s", t.columns, t.table, t.key));
-  return all;
-}
-
-// Every column of the six tables: the whole state of the destination.
-std::map<std::string, std::vector<std::string>> Everything(CDatabase& db) {
-  std::map<std::string, std::vector<std::string>> all;
-  for (const CopiedTable& t : kTables)
-    all[t.table] = Rows(db, StrFormat("SELECT * FROM %s ORDER BY %s", t.table, t.key));
+    all[t.table] = Rows(db, StrFormat("SELECT %s FROM %s ORDER BY %s", copiedOnly ? t.columns : "*", t.table, t.key));
   return all;
 }
 
@@ -110,9 +103,9 @@ class ArticleExchange : public testing::TestWithParam<Route> {
     return p;
   }
 
-  int RunExport(const CString& parametro = "", bool withParametro = false) {
-    auto p = Make();
-    if (withParametro) p->SetFilterParam("parametro", parametro);
+  // Runs a procedure (the export unless given) to its end.
+  int Run(std::unique_ptr<CTarvoExchangeArticoli> p = nullptr) {
+    if (!p) p = Make();
     int result = p->Run();
     window_.WaitFinished();
     return result;
@@ -130,18 +123,17 @@ class ArticleExchange : public testing::TestWithParam<Route> {
     return result;
   }
 
-  // Many articles, so that a stop request reaches the article loop while it runs.
-  void AddManyArticles(ScratchDatabase& db, int count) {
-    if (db.Kind() == DbKind::kSQLite)
-      db.Execute(StrFormat("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < %d) "
-                           "INSERT INTO ARTICOLO (ID, DESCRIZIONE, ID_CATEGORIA) "
-                           "SELECT printf('ZZ%%05d', i), 'Articolo di prova', '01' FROM n",
-                           count));
+  // `count` rows of the source keyed PREFIX00001 and up, so that a stop request reaches a step's loop
+  // while it runs; `rest` gives the other columns.
+  void AddNumberedRows(const char* table, const char* columns, const char* prefix, const char* rest, int count) {
+    if (Source().Kind() == DbKind::kSQLite)
+      Source().Execute(StrFormat("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < %d) "
+                                 "INSERT INTO %s (%s) SELECT printf('%s%%05d', i), %s FROM n",
+                                 count, table, columns, prefix, rest));
     else
-      db.Execute(StrFormat("INSERT INTO ARTICOLO (ID, DESCRIZIONE, ID_CATEGORIA) "
-                           "SELECT 'ZZ' || lpad(i::text, 5, '0'), 'Articolo di prova', '01' "
-                           "FROM generate_series(1, %d) AS i",
-                           count));
+      Source().Execute(StrFormat("INSERT INTO %s (%s) SELECT '%s' || lpad(i::text, 5, '0'), %s "
+                                 "FROM generate_series(1, %d) AS i",
+                                 table, columns, prefix, rest, count));
   }
 
   RecordingWindow window_;
@@ -155,49 +147,45 @@ class ArticleExchange : public testing::TestWithParam<Route> {
 // The second run also shows that an empty "parametro" selects every row.
 TEST_P(ArticleExchange, CopiesEveryRowIntoAnEmptyDatabaseAndASecondRunChangesNothing) {
   Source().LoadSchema("demo/demo.sql");
-  ASSERT_EQ(RunExport(), 1);
+  ASSERT_EQ(Run(), 1);
   EXPECT_EQ(window_.Result(), 1);
-  EXPECT_EQ(Copied(Destination().Db()), Copied(Source().Db()));
+  EXPECT_EQ(Tables(Destination().Db()), Tables(Source().Db()));
   EXPECT_EQ(Rows(Destination().Db(), "SELECT COUNT(*) FROM ARTICOLO").at(0), "30|");
 
-  auto afterFirst = Everything(Destination().Db());
+  auto afterFirst = Tables(Destination().Db(), false);
   RecordingWindow second;
   auto again = Make();
   again->SetParentWnd(&second);
   again->SetFilterParam("parametro", "");
   ASSERT_EQ(again->Run(), 1);
-  EXPECT_EQ(Everything(Destination().Db()), afterFirst);
+  EXPECT_EQ(Tables(Destination().Db(), false), afterFirst);
 }
 
-TEST_P(ArticleExchange, ExistingRowsAreOverwrittenAndOthersKeptButNeverDeleted) {
+// A NULL of the source overwrites the target's value; the columns the exchange does not copy keep
+// the target's values, or the defaults in a new row.
+TEST_P(ArticleExchange, ExistingRowsAreOverwrittenInTheCopiedColumnsOnlyAndNoneIsDeleted) {
   Source().Execute("INSERT INTO CATEGORIA (ID, DESCRIZIONE) VALUES ('01', 'Nuova')");
-  Destination().Execute("INSERT INTO CATEGORIA (ID, DESCRIZIONE, NOTE) VALUES ('01', 'Vecchia', 'nota')");
-  Destination().Execute("INSERT INTO CATEGORIA (ID, DESCRIZIONE) VALUES ('77', 'Solo sul web')");
-  ASSERT_EQ(RunExport(), 1);
-  EXPECT_EQ(Rows(Destination().Db(), "SELECT ID, DESCRIZIONE, NOTE FROM CATEGORIA ORDER BY ID"),
-            (std::vector<std::string>{"01|Nuova|<null>|", "77|Solo sul web|<null>|"}))
-      << "a NULL of the source overwrites the target's value";
-}
-
-TEST_P(ArticleExchange, ArticleColumnsBetweenTheCopiedOnesKeepTheTargetsValues) {
   Source().Execute("INSERT INTO ARTICOLO (ID, DESCRIZIONE, F_ATTIVO, DATA_INSERIMENTO, FOTO) "
                    "VALUES ('A1', 'Nuova', 0, '2026-01-01 09:00:00', 'a1.jpg')");
   Source().Execute("INSERT INTO ARTICOLO (ID, DESCRIZIONE, F_ATTIVO, FOTO) VALUES ('A2', 'Altro', 0, 'a2.jpg')");
+  Destination().Execute("INSERT INTO CATEGORIA (ID, DESCRIZIONE, NOTE) VALUES ('01', 'Vecchia', 'nota')");
+  Destination().Execute("INSERT INTO CATEGORIA (ID, DESCRIZIONE) VALUES ('77', 'Solo sul web')");
   Destination().Execute("INSERT INTO ARTICOLO (ID, DESCRIZIONE, F_ATTIVO, DATA_MODIFICA) "
                         "VALUES ('A1', 'Vecchia', 0, '2025-05-05 10:00:00')");
-  ASSERT_EQ(RunExport(), 1);
+  ASSERT_EQ(Run(), 1);
+  EXPECT_EQ(Rows(Destination().Db(), "SELECT ID, DESCRIZIONE, NOTE FROM CATEGORIA ORDER BY ID"),
+            (std::vector<std::string>{"01|Nuova|<null>|", "77|Solo sul web|<null>|"}));
   EXPECT_EQ(Rows(Destination().Db(),
                  "SELECT ID, DESCRIZIONE, F_ATTIVO, DATA_INSERIMENTO, DATA_MODIFICA, FOTO FROM ARTICOLO ORDER BY ID"),
             (std::vector<std::string>{"A1|Nuova|0|<null>|2025-05-05 10:00:00|a1.jpg|",
-                                      "A2|Altro|1|<null>|<null>|a2.jpg|"}))
-      << "a new row keeps the defaults of the columns that are not copied";
+                                      "A2|Altro|1|<null>|<null>|a2.jpg|"}));
 }
 
 TEST_P(ArticleExchange, QuotedCategoryIsFoundAndKeptButQuotedArticleArrivesDoubled) {
   Source().Execute("INSERT INTO CATEGORIA (ID, DESCRIZIONE) VALUES ('C''1', 'Nuova')");
   Source().Execute("INSERT INTO ARTICOLO (ID, DESCRIZIONE) VALUES ('A''1', 'Con apice')");
   Destination().Execute("INSERT INTO CATEGORIA (ID, DESCRIZIONE) VALUES ('C''1', 'Vecchia')");
-  ASSERT_EQ(RunExport(), 1);
+  ASSERT_EQ(Run(), 1);
   EXPECT_EQ(Rows(Destination().Db(), "SELECT ID, DESCRIZIONE FROM CATEGORIA"),
             std::vector<std::string>{"C'1|Nuova|"});
   EXPECT_EQ(Rows(Destination().Db(), "SELECT ID FROM ARTICOLO"), std::vector<std::string>{"A''1|"});
@@ -207,27 +195,29 @@ TEST_P(ArticleExchange, QuotedCategoryIsFoundAndKeptButQuotedArticleArrivesDoubl
 // --- the "parametro" filter --------------------------------------------------------------------
 TEST_P(ArticleExchange, ParametroNarrowsCategoriesFamiliesAndArticlesOnly) {
   Source().LoadSchema("demo/demo.sql");
-  ASSERT_EQ(RunExport("'02','04'", true), 1);
+  auto p = Make();
+  p->SetFilterParam("parametro", "'02','04'");
+  ASSERT_EQ(Run(std::move(p)), 1);
   CDatabase& db = Destination().Db();
   EXPECT_EQ(Rows(db, "SELECT ID FROM CATEGORIA ORDER BY ID"), (std::vector<std::string>{"02|", "04|"}));
   EXPECT_EQ(Rows(db, "SELECT DISTINCT ID_CATEGORIA FROM FAMIGLIA ORDER BY ID_CATEGORIA"),
             (std::vector<std::string>{"02|", "04|"}));
   EXPECT_EQ(Rows(db, "SELECT DISTINCT ID_CATEGORIA FROM ARTICOLO ORDER BY ID_CATEGORIA"),
             (std::vector<std::string>{"02|", "04|"}));
-  auto copied = Copied(db), all = Copied(Source().Db());
+  auto copied = Tables(db), all = Tables(Source().Db());
   for (const char* whole : {"GRUPPO", "IVA", "UNITA_MISURA"}) EXPECT_EQ(copied[whole], all[whole]) << whole;
 }
 
 // --- stop and failure --------------------------------------------------------------------------
 TEST_P(ArticleExchange, StopDuringTheArticleStepRollsEverythingBack) {
   Source().LoadSchema("demo/demo.sql");
-  AddManyArticles(Source(), 3000);
+  AddNumberedRows("ARTICOLO", "ID, DESCRIZIONE, ID_CATEGORIA", "ZZ", "'Articolo di prova', '01'", 3000);
   Destination().Execute("INSERT INTO CATEGORIA (ID, DESCRIZIONE) VALUES ('01', 'Prima')");
-  auto before = Everything(Destination().Db());
+  auto before = Tables(Destination().Db(), false);
 
   EXPECT_EQ(RunExportStoppingAt("Inizio esportazione articoli."), 0);
   EXPECT_EQ(window_.Result(), 0);
-  EXPECT_EQ(Everything(Destination().Db()), before);
+  EXPECT_EQ(Tables(Destination().Db(), false), before);
   EXPECT_TRUE(window_.HasLine("Operazione interrotta dall'utente."));
   EXPECT_TRUE(window_.HasLine("Operazione fallita."));
   EXPECT_FALSE(window_.HasLine("Controllo articolo ZZ03000 - Articolo di prova."));
@@ -238,15 +228,10 @@ TEST_P(ArticleExchange, StopDuringTheArticleStepRollsEverythingBack) {
 
 TEST_P(ArticleExchange, StopDuringTheFamilyStepStartsNoLaterStep) {
   Source().LoadSchema("demo/demo.sql");
-  if (Source().Kind() == DbKind::kSQLite)
-    Source().Execute("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 3000) "
-                     "INSERT INTO FAMIGLIA (ID, ID_CATEGORIA) SELECT printf('F%05d', i), '01' FROM n");
-  else
-    Source().Execute("INSERT INTO FAMIGLIA (ID, ID_CATEGORIA) "
-                     "SELECT 'F' || lpad(i::text, 5, '0'), '01' FROM generate_series(1, 3000) AS i");
+  AddNumberedRows("FAMIGLIA", "ID, ID_CATEGORIA", "F", "'01'", 3000);
 
   EXPECT_EQ(RunExportStoppingAt("Inizio esportazione famiglie."), 0);
-  EXPECT_TRUE(Copied(Destination().Db())["CATEGORIA"].empty()) << "the categories written are rolled back";
+  EXPECT_TRUE(Tables(Destination().Db())["CATEGORIA"].empty()) << "the categories written are rolled back";
   for (const char* never : {"Fine esportazione famiglie.", "Inizio esportazione gruppi.", "Inizio esportazione articoli."})
     EXPECT_FALSE(window_.HasLine(never)) << never;
   EXPECT_TRUE(window_.HasLine("Operazione interrotta dall'utente"));
@@ -266,11 +251,11 @@ TEST_P(ArticleExchange, DatabaseErrorInTheArticleStepRollsEverythingBack) {
         "LANGUAGE plpgsql;"
         "CREATE TRIGGER REFUSE_CAS001 BEFORE INSERT ON ARTICOLO FOR EACH ROW EXECUTE FUNCTION REFUSE_CAS001();");
   }
-  auto before = Everything(Destination().Db());
+  auto before = Tables(Destination().Db(), false);
 
-  EXPECT_EQ(RunExport(), 0);
+  EXPECT_EQ(Run(), 0);
   EXPECT_EQ(window_.Result(), 0);
-  EXPECT_EQ(Everything(Destination().Db()), before);
+  EXPECT_EQ(Tables(Destination().Db(), false), before);
   EXPECT_TRUE(window_.HasLine("Controllo articolo CAS001 - Pentola in acciaio inox diametro 24 cm."));
   std::vector<std::string> texts = window_.Texts();
   auto failed = std::find(texts.begin(), texts.end(), "Operazione fallita.");
@@ -280,24 +265,20 @@ TEST_P(ArticleExchange, DatabaseErrorInTheArticleStepRollsEverythingBack) {
   EXPECT_EQ(texts[texts.size() - 2], "Fine esportazione articoli.");
 }
 
-TEST_P(ArticleExchange, UnreachableSourceWritesNothing) {
-  auto p = Make();
-  p->SetSrcConfig("DRIVER={No Such Driver};DATABASE=x");
-  EXPECT_EQ(p->Run(), 0);
-  window_.WaitFinished();
-  EXPECT_EQ(window_.Result(), 0);
-  EXPECT_FALSE(window_.HasLine("Fine esportazione articoli.")) << "the run never reached its records";
-  EXPECT_EQ(window_.FinishedCount(), 1);
-}
-
-TEST_P(ArticleExchange, UnreachableDestinationClosesTheSourceAndWritesNothing) {
-  auto p = Make();
-  p->SetDestConfig("DRIVER={No Such Driver};DATABASE=x");
-  EXPECT_EQ(p->Run(), 0);
-  window_.WaitFinished();
-  EXPECT_EQ(window_.Result(), 0);
-  EXPECT_TRUE(window_.HasLine("Database sorgente chiuso."));
-  EXPECT_FALSE(window_.HasLine("Fine esportazione articoli."));
+TEST_P(ArticleExchange, UnreachableDatabaseOnEitherSideEndsTheRunBeforeItsRecords) {
+  for (bool source : {true, false}) {
+    RecordingWindow window;
+    auto p = Make();
+    p->SetParentWnd(&window);
+    if (source) p->SetSrcConfig("DRIVER={No Such Driver};DATABASE=x");
+    else p->SetDestConfig("DRIVER={No Such Driver};DATABASE=x");
+    EXPECT_EQ(p->Run(), 0);
+    window.WaitFinished();
+    EXPECT_EQ(window.Result(), 0);
+    EXPECT_EQ(window.FinishedCount(), 1);
+    EXPECT_FALSE(window.HasLine("Fine esportazione articoli.")) << source;
+    EXPECT_EQ(window.HasLine("Database sorgente chiuso."), !source) << "an opened source is closed";
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(Routes, ArticleExchange,
@@ -316,9 +297,7 @@ TEST_P(ArticleExchangeLog, ImportLogsEveryStepWithItsWordsAndNoStartLineForUnits
   Source().Execute("INSERT INTO IVA (CODICE, DESCRIZIONE) VALUES ('22', 'Ordinaria')");
   Source().Execute("INSERT INTO UNITA_MISURA (ID, DESCRIZIONE) VALUES ('PZ', 'Pezzi')");
   Source().Execute(W("INSERT INTO ARTICOLO (ID, CODICE_BARRE, DESCRIZIONE) VALUES ('A1', 'X', 'Caffè')"));
-  auto p = Make(false);
-  EXPECT_EQ(p->Run(), 1);
-  window_.WaitFinished();
+  EXPECT_EQ(Run(Make(false)), 1);
   const std::string sep = "---------------------------------";
   std::vector<std::pair<std::string, int>> expected = {
       {"Database sorgente aperto.", TMS_INFO},
@@ -359,7 +338,7 @@ TEST_P(ArticleExchangeLog, ImportLogsEveryStepWithItsWordsAndNoStartLineForUnits
 TEST_P(ArticleExchangeLog, StopBeforeTheFirstRowLogsBothInterruptionLines) {
   Source().Execute("INSERT INTO CATEGORIA (ID, DESCRIZIONE) VALUES ('01', 'Alimentari')");
   stop_.SetEvent();
-  EXPECT_EQ(RunExport(), 0);
+  EXPECT_EQ(Run(), 0);
   std::vector<std::pair<std::string, int>> tail;
   const auto& lines = window_.Lines();
   for (size_t i = 4; i < lines.size(); ++i) tail.emplace_back(lines[i].text, lines[i].status);

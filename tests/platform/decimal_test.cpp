@@ -23,17 +23,14 @@ TEST(Decimal, RoundsHalvesAwayFromZero) {
   EXPECT_EQ(Decimal(1.005).Round3(2).ToString(), "1.01");  // from the double's shortest digits
 }
 
-TEST(Decimal, ZeroRoundedToTheTotalsPrecisionPrintsItsDecimals) {
-  EXPECT_EQ(Decimal(0).Round3(2).ToString2(Decimal::kAllDecimals, false), "0.00");
-  EXPECT_EQ(Decimal(0).ToString2(Decimal::kAllDecimals, false), "0");
-}
-
 TEST(Decimal, FormatsWithFixedOrItalianSeparators) {
   Decimal d(CString("-1234567.891"));
   EXPECT_EQ(d.ToString2(2, false), "-1234567.89");
   EXPECT_EQ(d.ToString2(2, true), "-1.234.567,89");
   EXPECT_EQ(d.ToString2(0, true), "-1.234.568");
   EXPECT_EQ(Decimal(CString("0.05")).ToString2(4, false), "0.0500");
+  EXPECT_EQ(Decimal(0).Round3(2).ToString2(Decimal::kAllDecimals, false), "0.00");  // a rounded zero keeps them
+  EXPECT_EQ(Decimal(0).ToString2(Decimal::kAllDecimals, false), "0");
 }
 
 TEST(Decimal, ArithmeticIsExact) {

@@ -12,50 +12,35 @@ using test::TempDir;
 
 std::string Fixture(const std::string& name) { return std::string(TARVO_TEST_DATA_DIR) + "/zip/" + name; }
 
-TEST(Zipper, FilesAddedWithoutPathUnpackFlatWithTheirContent) {
-  TempDir src, out;
-  WriteFileBytes(src.File("001_ARTICOLO.xml"), "<exchangedata>a</exchangedata>");
-  WriteFileBytes(src.File("002_EXECUTE.xml"), std::string("bin\0ary", 7));
-  CZipper zipper;
-  ASSERT_TRUE(zipper.OpenZip(src.File("dati.zip")));
-  EXPECT_TRUE(zipper.AddFileToZip(src.File("001_ARTICOLO.xml"), true));
-  EXPECT_TRUE(zipper.AddFileToZip(src.File("002_EXECUTE.xml"), true));
-  ASSERT_TRUE(zipper.CloseZip()) << zipper.GetLastErrorText();
-
+// Unpacks `zip` into `folder` and returns how many entries it held.
+int Unpack(const std::string& zip, const std::string& folder, bool ignorePaths = false) {
   CUnzipper unzipper;
-  ASSERT_TRUE(unzipper.OpenZip(src.File("dati.zip")));
-  EXPECT_EQ(2, unzipper.GetFileCount());
-  ASSERT_TRUE(unzipper.Unzip(out.Path(), false));
-  EXPECT_EQ("<exchangedata>a</exchangedata>", ReadFileBytes(out.File("001_ARTICOLO.xml")));
-  EXPECT_EQ(std::string("bin\0ary", 7), ReadFileBytes(out.File("002_EXECUTE.xml")));
+  EXPECT_TRUE(unzipper.OpenZip(zip)) << unzipper.GetLastErrorText();
+  EXPECT_TRUE(unzipper.Unzip(folder, ignorePaths));
+  return unzipper.GetFileCount();
 }
 
-TEST(Zipper, AccentedNamesComeBackAsTheyWent) {
+TEST(Zipper, FilesAddedWithoutPathUnpackFlatAndOthersKeepTheirPathBelowTheRootFolder) {
   TempDir src, out;
-  const std::string name = W("perché.xml");  // Windows-1252 bytes, as the procedures name files
-  WriteFileBytes(src.File(name), "x");
-  CZipper zipper;
-  ASSERT_TRUE(zipper.OpenZip(src.File("x.zip")));
-  ASSERT_TRUE(zipper.AddFileToZip(src.File(name), true));
-  ASSERT_TRUE(zipper.CloseZip());
-  CUnzipper unzipper;
-  ASSERT_TRUE(unzipper.OpenZip(src.File("x.zip")));
-  ASSERT_TRUE(unzipper.Unzip(out.Path(), false));
-  EXPECT_TRUE(FileExists(out.File(name)));
-}
-
-TEST(Zipper, PathsBelowTheRootFolderAreKeptRelative) {
-  TempDir src, out;
+  const std::string accented = W("perché.xml");  // Windows-1252 bytes, as the procedures name files
   ::mkdir(src.File("dati").c_str(), 0777);
+  WriteFileBytes(src.File("dati/001_ARTICOLO.xml"), "<exchangedata>a</exchangedata>");
+  WriteFileBytes(src.File("dati/002_EXECUTE.xml"), std::string("bin\0ary", 7));
+  WriteFileBytes(src.File("dati/" + accented), "x");
   WriteFileBytes(src.File("dati/a.txt"), "A");
   CZipper zipper;
-  ASSERT_TRUE(zipper.OpenZip(src.File("x.zip"), src.Path()));
-  ASSERT_TRUE(zipper.AddFileToZip(src.File("dati/a.txt"), false));
-  ASSERT_TRUE(zipper.CloseZip());
-  CUnzipper unzipper;
-  ASSERT_TRUE(unzipper.OpenZip(src.File("x.zip")));
-  ASSERT_TRUE(unzipper.Unzip(out.Path(), false));
+  ASSERT_TRUE(zipper.OpenZip(src.File("dati.zip"), src.Path()));
+  for (const std::string& name : {std::string("001_ARTICOLO.xml"), std::string("002_EXECUTE.xml"), accented})
+    EXPECT_TRUE(zipper.AddFileToZip(src.File("dati/" + name), true)) << name;
+  EXPECT_TRUE(zipper.AddFileToZip(src.File("dati/a.txt"), false));
+  ASSERT_TRUE(zipper.CloseZip()) << zipper.GetLastErrorText();
+
+  EXPECT_EQ(4, Unpack(src.File("dati.zip"), out.Path()));
+  EXPECT_EQ("<exchangedata>a</exchangedata>", ReadFileBytes(out.File("001_ARTICOLO.xml")));
+  EXPECT_EQ(std::string("bin\0ary", 7), ReadFileBytes(out.File("002_EXECUTE.xml")));
+  EXPECT_EQ("x", ReadFileBytes(out.File(accented)));
   EXPECT_EQ("A", ReadFileBytes(out.File("dati/a.txt")));
+  EXPECT_FALSE(FileExists(out.File("a.txt")));
 }
 
 TEST(Zipper, ArchiveWithoutEntriesIsStillAValidFile) {
@@ -63,30 +48,19 @@ TEST(Zipper, ArchiveWithoutEntriesIsStillAValidFile) {
   CZipper zipper;
   ASSERT_TRUE(zipper.OpenZip(dir.File("vuoto.zip")));
   ASSERT_TRUE(zipper.CloseZip());
-  ASSERT_TRUE(FileExists(dir.File("vuoto.zip")));
-  CUnzipper unzipper;
-  ASSERT_TRUE(unzipper.OpenZip(dir.File("vuoto.zip"))) << unzipper.GetLastErrorText();
-  EXPECT_EQ(0, unzipper.GetFileCount());
-  EXPECT_TRUE(unzipper.Unzip(dir.Path(), false));
+  EXPECT_EQ(0, Unpack(dir.File("vuoto.zip"), dir.Path()));
 }
 
-TEST(Unzipper, FolderEntriesAndNestedPathsAreCreated) {
-  TempDir out;
-  CUnzipper unzipper;
-  ASSERT_TRUE(unzipper.OpenZip(Fixture("nested_folders.zip")));
-  ASSERT_TRUE(unzipper.Unzip(out.Path(), false));
-  EXPECT_TRUE(DirectoryExists(out.File("dati")));
-  EXPECT_EQ("<exchangedata/>\n", ReadFileBytes(out.File("dati/sub/001_ARTICOLO.xml")));
-  EXPECT_EQ("ciao\n", ReadFileBytes(out.File("leggimi.txt")));
-}
+TEST(Unzipper, NestedFoldersAreCreatedUnlessPathsAreIgnored) {
+  TempDir kept, flat;
+  Unpack(Fixture("nested_folders.zip"), kept.Path());
+  EXPECT_TRUE(DirectoryExists(kept.File("dati")));
+  EXPECT_EQ("<exchangedata/>\n", ReadFileBytes(kept.File("dati/sub/001_ARTICOLO.xml")));
+  EXPECT_EQ("ciao\n", ReadFileBytes(kept.File("leggimi.txt")));
 
-TEST(Unzipper, IgnoringPathsUnpacksEveryFileIntoTheFolder) {
-  TempDir out;
-  CUnzipper unzipper;
-  ASSERT_TRUE(unzipper.OpenZip(Fixture("nested_folders.zip")));
-  ASSERT_TRUE(unzipper.Unzip(out.Path(), true));
-  EXPECT_TRUE(FileExists(out.File("001_ARTICOLO.xml")));
-  EXPECT_FALSE(DirectoryExists(out.File("dati")));
+  Unpack(Fixture("nested_folders.zip"), flat.Path(), true);
+  EXPECT_TRUE(FileExists(flat.File("001_ARTICOLO.xml")));
+  EXPECT_FALSE(DirectoryExists(flat.File("dati")));
 }
 
 // --- error paths: archives that try to write outside the extraction folder ---
@@ -129,6 +103,8 @@ INSTANTIATE_TEST_SUITE_P(
       return n.substr(0, n.find('.'));
     });
 
+// --- error paths: files and archives that are not there ---
+
 TEST(Zipper, MissingFileIsNotAddedAndTheArchiveKeepsTheOthers) {
   TempDir dir;
   WriteFileBytes(dir.File("a.txt"), "A");
@@ -138,20 +114,14 @@ TEST(Zipper, MissingFileIsNotAddedAndTheArchiveKeepsTheOthers) {
   EXPECT_FALSE(zipper.AddFileToZip(dir.File("manca.txt"), true));
   EXPECT_NE(zipper.GetLastErrorText().find("manca.txt"), std::string::npos);
   ASSERT_TRUE(zipper.CloseZip());
-  CUnzipper unzipper;
-  ASSERT_TRUE(unzipper.OpenZip(dir.File("x.zip")));
-  EXPECT_EQ(1, unzipper.GetFileCount());
+  EXPECT_EQ(1, Unpack(dir.File("x.zip"), dir.Path()));
 }
 
-TEST(Zipper, ArchiveInAMissingFolderCannotBeCreated) {
+TEST(Zipper, ArchiveInAMissingFolderOrNotAnArchiveDoesNotOpen) {
   TempDir dir;
   CZipper zipper;
   EXPECT_FALSE(zipper.OpenZip(dir.File("manca/x.zip")));
   EXPECT_FALSE(zipper.GetLastErrorText().empty());
-}
-
-TEST(Unzipper, FileThatIsNotAnArchiveDoesNotOpen) {
-  TempDir dir;
   WriteFileBytes(dir.File("x.zip"), "non sono un archivio");
   CUnzipper unzipper;
   EXPECT_FALSE(unzipper.OpenZip(dir.File("x.zip")));

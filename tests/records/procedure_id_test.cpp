@@ -15,7 +15,7 @@ using namespace tarvo::test;
 
 class ProcedureIdTest : public CompanyDbTest {};
 
-TEST_P(ProcedureIdTest, EachGeneratorHandsOutIncreasingKeysOfItsOwn) {
+TEST_P(ProcedureIdTest, GeneratorsHandOutIncreasingKeysAboveExistingRowsWithinTheCallersTransaction) {
   CProcedureId id(db_);
   ASSERT_TRUE(id.Open("GET_ID_AZIENDA"));
   EXPECT_FALSE(id.IsEOF());
@@ -23,24 +23,15 @@ TEST_P(ProcedureIdTest, EachGeneratorHandsOutIncreasingKeysOfItsOwn) {
   id.Close();
   EXPECT_EQ(id.GetNewId("GET_ID_AZIENDA"), first + 1);
   EXPECT_EQ(id.GetNewId("GET_ID_AZIENDA"), first + 2);
-  std::set<long> others;
   for (const char* name : {"GET_ID_SEDE", "GET_ID_ZONA_POSTALE", "GET_ID_DOCUMENTO", "GET_ID_VOCI_DOCUMENTO",
                            "GET_ID_SCADENZARIO", "GET_ID_CC_USER"}) {
     long a = id.GetNewId(name);
     EXPECT_EQ(id.GetNewId(name), a + 1) << name;
   }
-}
-
-TEST_P(ProcedureIdTest, KeysStayAboveRowsInsertedWithExplicitIds) {
   db_->ExecuteSQL("INSERT INTO AZIENDA (ID, RAGIONESOCIALE) VALUES (900000, 'Alta')");
-  CProcedureId id(db_);
-  EXPECT_GT(id.GetNewId("GET_ID_AZIENDA"), 900000);
-}
-
-TEST_P(ProcedureIdTest, RunsInsideTheCallersTransaction) {
-  CProcedureId id(db_);
+  EXPECT_GT(id.GetNewId("GET_ID_AZIENDA"), 900000) << "keys stay above rows inserted with explicit ids";
   db_->BeginTrans();
-  long a = id.GetNewId("GET_ID_SEDE");
+  const long a = id.GetNewId("GET_ID_SEDE");
   EXPECT_TRUE(db_->InTransaction());  // the caller's transaction is neither ended nor replaced
   db_->CommitTrans();
   EXPECT_EQ(id.GetNewId("GET_ID_SEDE"), a + 1);
