@@ -42,6 +42,11 @@ class HttpActions : public testing::Test {
     run.engine.SetHttpServer("http://127.0.0.1:" + std::to_string(port));
     return port;
   }
+  // The error lines of an upload of `file` that failed with `first`, after which the driver stops.
+  void ExpectUploadFailed(const testing::Matcher<std::string>& first, const std::string& file) {
+    EXPECT_THAT(run.LinesWith(TMS_ERROR), ElementsAre(first, "- Trasferimento file [" + file + "] fallito.",
+                                                       "- Impossibile procedere con il trasferimento dati.", kSeparator));
+  }
 
   WebShopServer server;
   DriverRun run;
@@ -79,10 +84,7 @@ TEST_F(HttpActions, UploadAnsweredWithAStatusOtherThan200Fails) {
   WriteBytes(run.Work("scambio.zip"), "PK");
   server.FailUploadsWith(302);
   EXPECT_EQ(0, run.Run(kUpload + std::string("\n<execute filename=\"dopo.xml\">X</execute>")));
-  EXPECT_THAT(run.LinesWith(TMS_ERROR),
-              ElementsAre("- ERRORE CURL: il server ha segnalato un errore: codice 302",
-                          "- Trasferimento file [" + Archive() + "] fallito.",
-                          "- Impossibile procedere con il trasferimento dati.", kSeparator));
+  ExpectUploadFailed("- ERRORE CURL: il server ha segnalato un errore: codice 302", Archive());
   EXPECT_FALSE(FileExists(run.Work("dopo.xml")));
 }
 
@@ -90,17 +92,12 @@ TEST_F(HttpActions, UploadToAServerThatIsNotThereReportsCurlsError) {
   WriteBytes(run.Work("scambio.zip"), "PK");
   int port = UseServerThatIsNotThere();
   EXPECT_EQ(0, run.Run(kUpload));
-  EXPECT_THAT(run.LinesWith(TMS_ERROR),
-              ElementsAre(AllOf(StartsWith("- ERRORE CURL: "), HasSubstr(std::to_string(port))),
-                          "- Trasferimento file [" + Archive() + "] fallito.",
-                          "- Impossibile procedere con il trasferimento dati.", kSeparator));
+  ExpectUploadFailed(AllOf(StartsWith("- ERRORE CURL: "), HasSubstr(std::to_string(port))), Archive());
 }
 
 TEST_F(HttpActions, UploadOfAMissingFileFailsWithoutReachingTheServer) {
   EXPECT_EQ(0, run.Run("<httpupload server=\"@httpserver\" url=\"@httpurl\" filename=\"manca.zip\"/>"));
-  EXPECT_THAT(run.LinesWith(TMS_ERROR),
-              ElementsAre(StartsWith("- ERRORE CURL: "), "- Trasferimento file [manca.zip] fallito.",
-                          "- Impossibile procedere con il trasferimento dati.", kSeparator));
+  ExpectUploadFailed(StartsWith("- ERRORE CURL: "), "manca.zip");
   EXPECT_TRUE(server.Uploads().empty());
 }
 
