@@ -22,7 +22,7 @@ using Column = CTarvoExchangeXML::CColumn;
 // --- Key condition ---------------------------------------------------------------------------
 struct KeyCase {
   const char* name;
-  const char* spec;
+  const char* keyText;
   std::vector<Column> columns;
   const char* expected;
 };
@@ -35,7 +35,7 @@ class KeyCondition : public testing::TestWithParam<KeyCase> {};
 
 TEST_P(KeyCondition, IsBuiltFromTheKeyDefinition) {
   Record r;
-  r.m_strPrimaryKey = GetParam().spec;
+  r.m_strPrimaryKey = GetParam().keyText;
   for (const Column& c : GetParam().columns) r.push_back(c);
   EXPECT_EQ(CTarvoExchangeXML::BuildKeyCondition(r), GetParam().expected);
 }
