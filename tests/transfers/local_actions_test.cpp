@@ -2,7 +2,7 @@
 #include <filesystem>
 
 #include "platform/zip_archive.h"
-#include "tests/transfers/transfers_fixture.h"
+#include "tests/xmlengine/engine_fixture.h"
 
 namespace tarvo::test {
 namespace {
@@ -10,9 +10,7 @@ namespace {
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::Not;
 
-const auto* const kXerces = testing::AddGlobalTestEnvironment(new XercesForTransfers);
 const std::string kSeparator(68, '-');
 
 // --- execute -----------------------------------------------------------------------------------
@@ -32,14 +30,6 @@ TEST(Execute, StatementIsJoinedAcrossLinesAndWrittenToTheNextNumberedFile) {
   EXPECT_EQ(3, std::count(lines.begin(), lines.end(), "- Fine trasferimento execute query"));
 }
 
-TEST(Execute, FileThatCannotBeWrittenStopsTheDriver) {
-  DriverRun run;
-  EXPECT_EQ(0, run.Run("<execute filename=\"manca/x.xml\">DELETE FROM T</execute>\n"
-                       "<execute filename=\"dopo.xml\">DELETE FROM T</execute>"));
-  EXPECT_FALSE(FileExists(run.Work("dopo.xml")));
-  EXPECT_TRUE(run.engine.GetProducedFiles().empty());
-}
-
 // --- localexecute (on both database kinds) -----------------------------------------------------
 class LocalExecute : public DbTest {
  protected:
@@ -52,7 +42,6 @@ class LocalExecute : public DbTest {
     run.engine.SetSrcConfig(source->Config());
     run.engine.SetDestConfig(destination->Config());
   }
-  int Count(ScratchDatabase& db) { return std::stoi(Rows(db.Db(), "SELECT COUNT(*) FROM T").at(0)); }
 
   DriverRun run;
   ScratchDatabase* source = nullptr;
@@ -78,7 +67,7 @@ TEST_P(LocalExecute, FailingStatementIsReportedAndStopsTheDriver) {
   EXPECT_THAT(errors[0], testing::StartsWith("-- Errore durante l'esecuzione locale della query: -1 "));
   EXPECT_THAT(errors[0], HasSubstr(GetParam() == DbKind::kSQLite ? "no such table" : "nessuna"));
   EXPECT_TRUE(run.HasLine("- Fine esecuzione locale query INSERT INTO NESSUNA VALUES (1)"));
-  EXPECT_EQ(0, Count(*source));
+  EXPECT_THAT(Rows(source->Db(), "SELECT COUNT(*) FROM T"), ElementsAre("0"));
 }
 
 TEST_P(LocalExecute, DatabaseThatCannotBeOpenedStopsTheDriver) {
@@ -90,37 +79,18 @@ TEST_P(LocalExecute, DatabaseThatCannotBeOpenedStopsTheDriver) {
 INSTANTIATE_TEST_SUITE_P(Db, LocalExecute, testing::ValuesIn(AllDbKinds()), DbKindName);
 
 // --- command -----------------------------------------------------------------------------------
-TEST(Command, OutputOfTheProgramIsLoggedLineByLine) {
+TEST(Command, OutputIsLoggedLineByLineAndArgumentsAreNotInterpretedByAShell) {
   DriverRun run;
   run.engine.SetFilterParam("saluto", "ciao");
-  ASSERT_EQ(1, run.Run("<command exefile=\"/bin/sh\" args=\"-c &quot;echo @saluto; echo errore &gt;&amp;2&quot;\"/>"));
+  ASSERT_EQ(1, run.Run("<command exefile=\"/bin/sh\" args=\"-c &quot;echo @saluto; echo errore &gt;&amp;2&quot;\"/>\n"
+                       "<command exefile=\"echo\" args=\"uno;touch iniettato $(touch anche)\"/>"));
   auto lines = run.Lines();
   EXPECT_THAT(lines, Contains("- Esecuzione comando [\"/bin/sh\" -c \"echo ciao; echo errore >&2\"]."));
   EXPECT_THAT(lines, Contains("ciao"));
   EXPECT_THAT(lines, Contains("errore"));
-}
-
-TEST(Command, ArgumentsAreNotInterpretedByAShell) {
-  DriverRun run;
-  ASSERT_EQ(1, run.Run("<command exefile=\"echo\" args=\"uno;touch iniettato $(touch anche)\"/>"));
-  EXPECT_THAT(run.Lines(), Contains("uno;touch iniettato $(touch anche)"));
+  EXPECT_THAT(lines, Contains("uno;touch iniettato $(touch anche)"));
   EXPECT_FALSE(FileExists(run.Work("iniettato")));
   EXPECT_FALSE(FileExists(run.Work("anche")));
-}
-
-TEST(Command, ProgramEndingWithAnErrorOrWithoutOutputDoesNotStopTheDriver) {
-  DriverRun run;
-  EXPECT_EQ(1, run.Run("<command exefile=\"false\"/>\n<command exefile=\"true\"/>\n"
-                       "<execute filename=\"dopo.xml\">X</execute>"));
-  EXPECT_TRUE(FileExists(run.Work("dopo.xml")));
-}
-
-TEST(Command, ProgramThatCannotStartStopsTheDriver) {
-  DriverRun run;
-  EXPECT_EQ(0, run.Run("<command exefile=\"/nessun/programma\" args=\"x\"/>\n"
-                       "<execute filename=\"dopo.xml\">X</execute>"));
-  EXPECT_THAT(run.LinesWith(TMS_ERROR), ElementsAre("- Esecuzione comando fallita: ERRORE No such file or directory"));
-  EXPECT_FALSE(FileExists(run.Work("dopo.xml")));
 }
 
 // --- delfile -----------------------------------------------------------------------------------
@@ -131,14 +101,6 @@ TEST(Delfile, WildcardDeletesTheFirstMatch) {
   EXPECT_FALSE(FileExists(run.Work("001_ARTICOLO.xml")));
   EXPECT_TRUE(run.HasLine("- File [" + std::filesystem::canonical(run.Work()).string() +
                           "/001_ARTICOLO.xml] eliminato."));
-}
-
-TEST(Delfile, MissingFileIsReportedAndTheDriverGoesOn) {
-  DriverRun run;
-  EXPECT_EQ(1, run.Run("<delfile filename=\"manca.xml\"/>\n<delfile/>\n<execute filename=\"dopo.xml\">X</execute>"));
-  EXPECT_THAT(run.LinesWith(TMS_ERROR),
-              ElementsAre("- Impossibile rimuovere il file [manca.xml]: ", "--No such file or directory"));
-  EXPECT_TRUE(FileExists(run.Work("dopo.xml")));
 }
 
 // --- zipfile -----------------------------------------------------------------------------------
@@ -184,32 +146,6 @@ TEST(Zipfile, ExtractUnpacksIntoTheCurrentFolderKeepingPaths) {
   EXPECT_THAT(run.Lines(), Contains("- Estrazione archivio compresso completata"));
 }
 
-TEST(Zipfile, UnknownActionDoesNothing) {
-  DriverRun run;
-  EXPECT_EQ(1, run.Run("<zipfile action=\"Compress\" filename=\"x.zip\"/>"));
-  EXPECT_FALSE(FileExists(run.Work("x.zip")));
-}
-
-// --- zipfile error paths -----------------------------------------------------------------------
-TEST(Zipfile, CompressWithoutNameStopsTheDriver) {
-  DriverRun run;
-  EXPECT_EQ(0, run.Run("<zipfile action=\"compress\"/>\n<execute filename=\"dopo.xml\">X</execute>"));
-  EXPECT_THAT(run.LinesWith(TMS_ERROR),
-              ElementsAre(W("- Il nome dell'archivio compresso non è stato specificato."),
-                          "- Impossibile procedere con il trasferimento dati."));
-  EXPECT_THAT(run.LinesWith(TMS_INFO), Contains(kSeparator));
-  EXPECT_FALSE(FileExists(run.Work("dopo.xml")));
-}
-
-TEST(Zipfile, ArchiveThatCannotBeCreatedStopsTheDriver) {
-  DriverRun run;
-  EXPECT_EQ(0, run.Run("<zipfile action=\"compress\" filename=\"manca/x.zip\"/>"));
-  EXPECT_THAT(run.LinesWith(TMS_ERROR),
-              ElementsAre("- Creazione archivio fallita: impossibile creare l'archivio",
-                          "- Impossibile creare l'archivio compresso.",
-                          "- Impossibile procedere con il trasferimento dati."));
-}
-
 TEST(Zipfile, MissingDataFileEndsThePackingButNotTheDriver) {
   DriverRun run;
   ASSERT_EQ(1, run.Run("<execute filename=\"a.xml\">A</execute>\n<execute filename=\"b.xml\">B</execute>\n"
@@ -234,11 +170,48 @@ TEST(Zipfile, ExtractRefusesEntriesLeavingTheFolderAndStopsTheDriver) {
   EXPECT_FALSE(FileExists(run.Work("in/dopo.xml")));
 }
 
-TEST(Zipfile, ExtractOfAMissingArchiveFails) {
+// --- Error paths: an action that fails either stops the driver or lets it go on ------------------
+struct FailedAction {
+  const char* name;
+  const char* steps;
+  int result;  // 0: the driver stops before the step that follows
+  std::vector<std::string> errors;
+};
+
+class FailedActions : public testing::TestWithParam<FailedAction> {};
+
+TEST_P(FailedActions, LogTheirErrorsAndStopOrGoOn) {
   DriverRun run;
-  EXPECT_EQ(0, run.Run("<zipfile action=\"extract\" filename=\"manca.zip\"/>"));
-  EXPECT_THAT(run.LinesWith(TMS_ERROR), ElementsAre("- Estrazione archivio fallita!"));
+  EXPECT_EQ(GetParam().result, run.Run(GetParam().steps + std::string("\n<execute filename=\"dopo.xml\">X</execute>")));
+  EXPECT_EQ(GetParam().errors, run.LinesWith(TMS_ERROR));
+  // The last of the two lines announcing the stop, the separator, is not an error.
+  if (!GetParam().errors.empty() && GetParam().errors.back() == "- Impossibile procedere con il trasferimento dati.") {
+    EXPECT_THAT(run.LinesWith(TMS_INFO), Contains(kSeparator));
+  }
+  EXPECT_EQ(GetParam().result == 1, FileExists(run.Work("dopo.xml")));
+  EXPECT_FALSE(FileExists(run.Work("x.zip")));
 }
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, FailedActions,
+    testing::Values(
+        FailedAction{"ExecuteFileThatCannotBeWritten", "<execute filename=\"manca/x.xml\">DELETE FROM T</execute>", 0,
+                     {"An error occured during parsing+   Message: unable to open file 'manca/x.xml'"}},
+        FailedAction{"CommandEndingWithAnErrorOrWithoutOutput", "<command exefile=\"false\"/>\n<command exefile=\"true\"/>", 1, {}},
+        FailedAction{"CommandThatCannotStart", "<command exefile=\"/nessun/programma\" args=\"x\"/>", 0,
+                     {"- Esecuzione comando fallita: ERRORE No such file or directory"}},
+        FailedAction{"DelfileOfAMissingFileOrWithoutName", "<delfile filename=\"manca.xml\"/>\n<delfile/>", 1,
+                     {"- Impossibile rimuovere il file [manca.xml]: ", "--No such file or directory"}},
+        FailedAction{"ZipfileWithAnUnknownAction", "<zipfile action=\"Compress\" filename=\"x.zip\"/>", 1, {}},
+        FailedAction{"CompressWithoutName", "<zipfile action=\"compress\"/>", 0,
+                     {W("- Il nome dell'archivio compresso non è stato specificato."),
+                      "- Impossibile procedere con il trasferimento dati."}},
+        FailedAction{"CompressIntoAMissingFolder", "<zipfile action=\"compress\" filename=\"manca/x.zip\"/>", 0,
+                     {"- Creazione archivio fallita: impossibile creare l'archivio",
+                      "- Impossibile creare l'archivio compresso.", "- Impossibile procedere con il trasferimento dati."}},
+        FailedAction{"ExtractOfAMissingArchive", "<zipfile action=\"extract\" filename=\"manca.zip\"/>", 0,
+                     {"- Estrazione archivio fallita!"}}),
+    [](const testing::TestParamInfo<FailedAction>& i) { return std::string(i.param.name); });
 
 }  // namespace
 }  // namespace tarvo::test

@@ -1,12 +1,14 @@
-// Shared fixture of the driver engine tests: a root folder with an "exchange" folder for the
-// driver, a work folder for data files, a recording window, a scripted host UI, and an engine
-// whose protected steps the tests may call.
+// Shared fixture of the driver engine and driver action tests: a root folder with an "exchange"
+// folder for the driver, a work folder for data files, a recording window, a scripted host UI, an
+// engine whose protected steps the tests may call, and the XML library for the whole program.
 #pragma once
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <filesystem>
 #include <fstream>
+#include <map>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -21,16 +23,19 @@
 
 namespace tarvo::test {
 
+class XercesPlatform : public testing::Environment {
+ public:
+  void SetUp() override { CTarvoImport::Xerces_StartPlatform(); }
+  void TearDown() override { CTarvoImport::Xerces_StopPlatform(); }
+};
+inline const auto* const kXercesPlatform = testing::AddGlobalTestEnvironment(new XercesPlatform);
+
 // The engine with its steps opened to the tests.
 class TestEngine : public CTarvoExchangeXML {
  public:
   using CTarvoExchangeXML::CreateDataDocument;
   using CTarvoExchangeXML::CreateDOMParser;
-  using CTarvoExchangeXML::m_mapFields;
-  using CTarvoExchangeXML::Process_driverfile_ExportQueryCSV;
-  using CTarvoExchangeXML::Process_driverfile_ExportQueryTXT;
-  using CTarvoExchangeXML::Process_driverfile_ExportQueryXML;
-  using CTarvoExchangeXML::Process_driverfile_ImportTableTXT;
+  using CTarvoExchangeXML::Process_driverfile_FtpUpload;
   using CTarvoExchangeXML::Process_driverfile_ImportTableXML;
   using CTarvoExchangeXML::WriteDataFile;
 };
@@ -96,12 +101,15 @@ class EngineEnvironment {
     engine.SetOutDir(Work());
     engine.SetInDir(Work());
   }
-  // Runs a new engine over the driver made of `steps`, from `source` to `destination`.
-  int RunSteps(const std::string& steps, const std::string& source, const std::string& destination = "") {
+  // Runs a new engine over the driver made of `steps`, from `source` to `destination`; `configure`
+  // may set more before the run.
+  int RunSteps(const std::string& steps, const std::string& source, const std::string& destination = "",
+               const std::function<void(CTarvoExchangeXML&)>& configure = {}) {
     CTarvoExchangeXML engine;
     Prepare(engine, Driver(steps));
     engine.SetSrcConfig(source);
     engine.SetDestConfig(destination);
+    if (configure) configure(engine);
     return engine.Run();
   }
   // Wraps step elements into a driver document.
@@ -111,6 +119,13 @@ class EngineEnvironment {
   std::vector<std::string> Lines() {
     window.Drain();
     return window.Texts();
+  }
+  std::vector<std::string> LinesWith(int status) {
+    window.Drain();
+    std::vector<std::string> out;
+    for (const auto& l : window.Lines())
+      if (l.status == status) out.push_back(l.text);
+    return out;
   }
   bool HasLine(const std::string& line) {
     window.Drain();
@@ -124,6 +139,40 @@ class EngineEnvironment {
   std::string startDir_;
   TempDir root_;
 };
+
+// One engine prepared in its own environment; `prelude` opens every driver it runs.
+class EngineRun {
+ public:
+  explicit EngineRun(std::string prelude = "") : prelude_(std::move(prelude)) {
+    env.Prepare(engine, EngineEnvironment::Driver(""));
+  }
+  // Runs the driver made of the prelude and `steps`; returns Run's result.
+  int Run(const std::string& steps) {
+    env.Prepare(engine, EngineEnvironment::Driver(prelude_ + steps));
+    return engine.Run();
+  }
+  std::vector<std::string> Lines() { return env.Lines(); }
+  std::vector<std::string> LinesWith(int status) { return env.LinesWith(status); }
+  bool HasLine(const std::string& line) { return env.HasLine(line); }
+  std::string Work(const std::string& name = "") const { return env.Work(name); }
+
+  EngineEnvironment env;
+  TestEngine engine;
+
+ private:
+  std::string prelude_;
+};
+
+// A run whose drivers start in the work folder.
+class DriverRun : public EngineRun {
+ public:
+  DriverRun() : EngineRun("<cd directory=\"@destfolder\"/>\n") {}
+};
+
+// The sample drivers of the repository.
+inline std::string SampleDriver(const std::string& name) {
+  return ReadText(std::string(TARVO_SOURCE_DIR) + "/xmlengine/drivers/" + name);
+}
 
 // Rows of a query as text, one line per row, columns separated by "|", NULL as "<null>".
 inline std::vector<std::string> Rows(CDatabase& db, const std::string& sql) {
@@ -140,6 +189,20 @@ inline std::vector<std::string> Rows(CDatabase& db, const std::string& sql) {
     rs.MoveNext();
   }
   return rows;
+}
+
+// The article tables of the sample drivers, each with its key.
+inline const std::vector<std::pair<std::string, std::string>> kArticleTables = {
+    {"IVA", "CODICE"}, {"UNITA_MISURA", "ID"}, {"CATEGORIA", "ID"}, {"FAMIGLIA", "ID"}, {"GRUPPO", "ID"}, {"ARTICOLO", "ID"}};
+
+// Every article table holds rows and the same rows in both databases.
+inline void ExpectSameArticles(CDatabase& expected, CDatabase& actual) {
+  for (const auto& [table, key] : kArticleTables) {
+    const std::string sql = "SELECT * FROM " + table + " ORDER BY " + key;
+    auto rows = Rows(expected, sql);
+    EXPECT_FALSE(rows.empty()) << table;
+    EXPECT_EQ(Rows(actual, sql), rows) << table;
+  }
 }
 
 }  // namespace tarvo::test

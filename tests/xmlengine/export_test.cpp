@@ -13,7 +13,7 @@ namespace tarvo::test {
 namespace {
 
 using testing::Contains;
-using testing::HasSubstr;
+using testing::Not;
 
 // A small table holding what the writers must get right: quotes, markup characters, commas,
 // accented and Windows-only characters, NULLs, dates and timestamps.
@@ -27,14 +27,6 @@ void CreateSample(ScratchDatabase& db) {
                        "'2025-12-31 23:59:59')"));
 }
 
-const char kFixedWidthFields[] =
-    "<fields>"
-    "<field name=\"CODICE\" length=\"6\" padding=\"right\" strpadding=\".\"/>"
-    "<field name=\"DESCRIZIONE\" length=\"12\" padding=\"right\"/>"
-    "<field name=\"QTA\" length=\"5\" padding=\"left\" strpadding=\"0\"/>"
-    "<field name=\"GIORNO\" length=\"6\" format=\"%d%m%y\"/>"
-    "</fields>";
-
 class ExportFiles : public DbTest {
  protected:
   void SetUp() override {
@@ -43,36 +35,52 @@ class ExportFiles : public DbTest {
     source_ = &NewDatabase();
     CreateSample(*source_);
   }
-  int RunDriver(const std::string& steps) {
-    return env_.RunSteps("<cd directory=\"@destfolder\"/>" + steps, source_->Config());
+  int RunDriver(const std::string& steps, const std::function<void(CTarvoExchangeXML&)>& configure = {}) {
+    return env_.RunSteps("<cd directory=\"@destfolder\"/>" + steps, source_->Config(), "", configure);
   }
   ScratchDatabase* source_ = nullptr;
   EngineEnvironment env_;
 };
 
-TEST_P(ExportFiles, XmlDataFileMatchesFixture) {
-  ASSERT_EQ(RunDriver("<table action=\"export\" format=\"xml\" name=\"prova\" columns=\"*\" orderby=\"CODICE\" "
-                      "primarykey=\"codice\"/>"),
-            1);
-  // The name keeps the driver's spelling; inside the file names are in capitals.
-  EXPECT_EQ(ReadBytes(env_.Work("001_prova.xml")), ReadBytes(DataFile("prova.xml")));
-  auto lines = env_.Lines();
-  EXPECT_THAT(lines, Contains(W("-- Trasferimento record n° 3")));
-  EXPECT_THAT(lines, Contains("-- Trasferiti 3 records"));
-  EXPECT_THAT(lines, Contains("- Creazione file dei dati 001_prova.xml in corso"));
-}
+struct WrittenFile {
+  const char* step;
+  const char* file;     // as written in the work folder
+  const char* fixture;  // the expected bytes
+  std::vector<std::string> lines, absentLines;
+};
 
-TEST_P(ExportFiles, XmlFieldDefinitionsMatchFixture) {
+TEST_P(ExportFiles, WrittenFilesMatchTheirFixtures) {
+  const WrittenFile cases[] = {
+      // The name keeps the driver's spelling; inside the file names are in capitals.
+      {"<table action=\"export\" format=\"xml\" name=\"prova\" columns=\"*\" orderby=\"CODICE\" primarykey=\"codice\"/>",
+       "001_prova.xml", "prova.xml",
+       {W("-- Trasferimento record n° 3"), "-- Trasferiti 3 records", "- Creazione file dei dati 001_prova.xml in corso"}, {}},
+      {"<table action=\"export\" format=\"xml\" name=\"PROVA\" columns=\"CODICE, QTA, GIORNO, MOMENTO\" orderby=\"CODICE\" "
+       "filename=\"fields.xml\"><fields><field name=\"QTA\" constvalue=\"@exp_id_societa\" length=\"0\"/>"
+       "<field name=\"GIORNO\"/><field name=\"MOMENTO\"/>"
+       "<field name=\"CODICE\" length=\"4\" padding=\"left\" strpadding=\"_\"/></fields></table>",
+       "fields.xml", "prova_fields.xml", {}, {}},
+      {"<table action=\"export\" format=\"txt\" name=\"PROVA\" columns=\"*\" orderby=\"CODICE\" filename=\"p.txt\">"
+       "<fields><field name=\"CODICE\" length=\"6\" padding=\"right\" strpadding=\".\"/>"
+       "<field name=\"DESCRIZIONE\" length=\"12\" padding=\"right\"/>"
+       "<field name=\"QTA\" length=\"5\" padding=\"left\" strpadding=\"0\"/>"
+       "<field name=\"GIORNO\" length=\"6\" format=\"%d%m%y\"/></fields></table>",
+       "p.txt", "prova.txt", {"-- Trasferiti 3 records"}, {W("-- Trasferimento record n° 1")}},
+      {"<table action=\"export\" format=\"xml\" name=\"PROVA\" columns=\"*\" where=\"1 = 0\" primarykey=\"CODICE\"/>",
+       "001_PROVA.xml", "empty.xml", {"-- Trasferiti 0 records"}, {}},
+  };
   CUserAdministrator::SetCurrentUser(0, 7, 0);
-  ASSERT_EQ(RunDriver("<table action=\"export\" format=\"xml\" name=\"PROVA\" columns=\"CODICE, QTA, GIORNO, MOMENTO\" "
-                      "orderby=\"CODICE\" filename=\"fields.xml\"><fields>"
-                      "<field name=\"QTA\" constvalue=\"@exp_id_societa\" length=\"0\"/>"
-                      "<field name=\"GIORNO\"/><field name=\"MOMENTO\"/>"
-                      "<field name=\"CODICE\" length=\"4\" padding=\"left\" strpadding=\"_\"/>"
-                      "</fields></table>"),
-            1);
+  for (const WrittenFile& c : cases) {
+    SCOPED_TRACE(c.file);
+    const long before = static_cast<long>(env_.Lines().size());
+    EXPECT_EQ(RunDriver(c.step), 1);
+    EXPECT_EQ(ReadBytes(env_.Work(c.file)), ReadBytes(DataFile(c.fixture)));
+    auto all = env_.Lines();
+    const std::vector<std::string> lines(all.begin() + before, all.end());
+    for (const std::string& line : c.lines) EXPECT_THAT(lines, Contains(line));
+    for (const std::string& line : c.absentLines) EXPECT_THAT(lines, Not(Contains(line)));
+  }
   CUserAdministrator::SetCurrentUser(0, 0, 0);
-  EXPECT_EQ(ReadBytes(env_.Work("fields.xml")), ReadBytes(DataFile("prova_fields.xml")));
 }
 
 TEST_P(ExportFiles, CsvMatchesFixtureAndAppendAddsRowsWithoutHeader) {
@@ -91,25 +99,6 @@ TEST_P(ExportFiles, CsvMatchesFixtureAndAppendAddsRowsWithoutHeader) {
   EXPECT_EQ(ReadBytes(env_.Work("p.csv")), once);
 }
 
-TEST_P(ExportFiles, FixedWidthMatchesFixture) {
-  ASSERT_EQ(RunDriver(std::string("<table action=\"export\" format=\"txt\" name=\"PROVA\" columns=\"*\" orderby=\"CODICE\" "
-                                  "filename=\"p.txt\">") +
-                      kFixedWidthFields + "</table>"),
-            1);
-  EXPECT_EQ(ReadBytes(env_.Work("p.txt")), ReadBytes(DataFile("prova.txt")));
-  auto lines = env_.Lines();
-  EXPECT_THAT(lines, Contains("-- Trasferiti 3 records"));
-  EXPECT_THAT(lines, testing::Not(Contains(W("-- Trasferimento record n° 1"))));
-}
-
-TEST_P(ExportFiles, EmptyResultWritesAnEmptyTable) {
-  ASSERT_EQ(RunDriver("<table action=\"export\" format=\"xml\" name=\"PROVA\" columns=\"*\" where=\"1 = 0\" "
-                      "primarykey=\"CODICE\"/>"),
-            1);
-  EXPECT_EQ(ReadBytes(env_.Work("001_PROVA.xml")), ReadBytes(DataFile("empty.xml")));
-  EXPECT_TRUE(env_.HasLine("-- Trasferiti 0 records"));
-}
-
 TEST_P(ExportFiles, GeneratedNamesCountEveryDataStepAndEndInXml) {
   ASSERT_EQ(RunDriver("<table action=\"export\" format=\"pdf\" name=\"PROVA\" columns=\"*\" filename=\"none.pdf\"/>"
                       "<table action=\"export\" format=\"csv\" name=\"PROVA\" columns=\"*\"/>"
@@ -120,22 +109,14 @@ TEST_P(ExportFiles, GeneratedNamesCountEveryDataStepAndEndInXml) {
   EXPECT_TRUE(std::filesystem::exists(env_.Work("003_Q.xml")));
 }
 
-TEST_P(ExportFiles, PlaceholdersInWhereAreSubstituted) {
-  CTarvoExchangeXML engine;
-  env_.Prepare(engine, EngineEnvironment::Driver(
-                           "<cd directory=\"@destfolder\"/>"
-                           "<table action=\"export\" format=\"csv\" name=\"PROVA\" columns=\"CODICE\" "
-                           "where=\"CODICE = '@code'\" filename=\"@code.csv\"/>"));
-  engine.SetSrcConfig(source_->Config());
-  engine.SetFilterParam("code", "B2");
-  ASSERT_EQ(engine.Run(), 1);
-  EXPECT_EQ(ReadBytes(env_.Work("B2.csv")), "B2\r\n");
-}
-
-TEST_P(ExportFiles, QuerySqlOnSeveralLinesBecomesOneLine) {
-  ASSERT_EQ(RunDriver("<query action=\"export\" format=\"csv\" tablename=\"Q\" filename=\"q.csv\"><sql>\n"
-                      "  SELECT CODICE\r\n  FROM PROVA\n  WHERE QTA = 42\n</sql></query>"),
+// Placeholders are substituted in where and file name; a query's lines are joined into one.
+TEST_P(ExportFiles, StatementTextIsSubstitutedAndJoined) {
+  ASSERT_EQ(RunDriver("<table action=\"export\" format=\"csv\" name=\"PROVA\" columns=\"CODICE\" "
+                      "where=\"CODICE = '@code'\" filename=\"@code.csv\"/><query action=\"export\" format=\"csv\" "
+                      "tablename=\"Q\" filename=\"q.csv\"><sql>\n  SELECT CODICE\r\n  FROM PROVA\n  WHERE QTA = 42\n</sql></query>",
+                      [](CTarvoExchangeXML& engine) { engine.SetFilterParam("code", "B2"); }),
             1);
+  EXPECT_EQ(ReadBytes(env_.Work("B2.csv")), "B2\r\n");
   EXPECT_EQ(ReadBytes(env_.Work("q.csv")), "C,3\r\n");
 }
 
@@ -148,14 +129,11 @@ TEST_P(ExportFiles, QueryInCdataHasNoSql) {
 }
 
 TEST_P(ExportFiles, StopRequestWritesNoXmlFile) {
-  CTarvoExchangeXML engine;
   CEvent stop;
   stop.SetEvent();
-  env_.Prepare(engine, EngineEnvironment::Driver("<cd directory=\"@destfolder\"/>"
-                                                 "<table action=\"export\" format=\"xml\" name=\"PROVA\" columns=\"*\"/>"));
-  engine.SetSrcConfig(source_->Config());
-  engine.SetEventStop(stop);
-  EXPECT_EQ(engine.Run(), 0);
+  EXPECT_EQ(RunDriver("<table action=\"export\" format=\"xml\" name=\"PROVA\" columns=\"*\"/>",
+                      [&stop](CTarvoExchangeXML& engine) { engine.SetEventStop(stop); }),
+            0);
   EXPECT_TRUE(env_.HasLine("Operazione interrotta dall'utente."));
   EXPECT_FALSE(std::filesystem::exists(env_.Work("001_PROVA.xml")));
 }
@@ -181,40 +159,33 @@ INSTANTIATE_TEST_SUITE_P(Drivers, ExportFiles, testing::ValuesIn(AllDbKinds()), 
 TEST(DataFileStream, WritesWhatTheSerializerWritesForAnyText) {
   EngineEnvironment env;
   const std::vector<std::pair<std::string, std::string>> columns = {
-      {"PLAIN", "ALI001"},
-      {"MARKUP", "a&<>\"'\tb]]>"},
-      {"LINES", "x\ny\r\nz\r"},
-      {"LATIN", "\x7f\x81\x8d\xa0\xe8\xff"},
-      {"WINDOWS", "\x80\x99\x8c\x9f"},
-      {"BLANKS", "  lead and trail  "},
-      {"EMPTY", ""},
-      {"N\"A<&>\t\n\r\x80", "name with markup"},
-  };
+      {"PLAIN", "ALI001"},     {"MARKUP", "a&<>\"'\tb]]>"},          {"LINES", "x\ny\r\nz\r"},
+      {"LATIN", "\x7f\x81\x8d\xa0\xe8\xff"}, {"WINDOWS", "\x80\x99\x8c\x9f"}, {"BLANKS", "  lead and trail  "},
+      {"EMPTY", ""},           {"N\"A<&>\t\n\r\x80", "name with markup"}};
   const std::string table = "T&<>\"'\t\n\r\x80\xe8", key = "K\"1";
 
   TestEngine engine;
   xercesc::DOMDocument* document = engine.CreateDataDocument();
   ASSERT_NE(document, nullptr);
   using tarvo::xml::XStr;
-  xercesc::DOMElement* t = document->createElement(XStr("table").c_str());
-  t->setAttribute(XStr("name").c_str(), XStr(table).c_str());
-  t->setAttribute(XStr("primarykey").c_str(), XStr(key).c_str());
-  document->getDocumentElement()->appendChild(t);
+  auto element = [&](xercesc::DOMElement* parent, const char* tag,
+                     std::initializer_list<std::pair<const char*, std::string>> attributes) {
+    xercesc::DOMElement* e = document->createElement(XStr(tag).c_str());
+    for (const auto& [name, value] : attributes) e->setAttribute(XStr(name).c_str(), XStr(value).c_str());
+    parent->appendChild(e);
+    return e;
+  };
+  xercesc::DOMElement* t = element(document->getDocumentElement(), "table", {{"name", table}, {"primarykey", key}});
   CDataFileStream stream(env.Work("streamed.xml"));
   stream.BeginTable(table, key);
   for (int number = 1; number <= 2; ++number) {
-    xercesc::DOMElement* r = document->createElement(XStr("record").c_str());
-    r->setAttribute(XStr("number").c_str(), XStr(std::to_string(number)).c_str());
-    t->appendChild(r);
+    xercesc::DOMElement* r = element(t, "record", {{"number", std::to_string(number)}});
     stream.BeginRecord(number);
     for (const auto& [name, text] : columns) {
       bool isNull = text.empty();
-      xercesc::DOMElement* c = document->createElement(XStr("column").c_str());
-      c->setAttribute(XStr("name").c_str(), XStr(name).c_str());
-      c->setAttribute(XStr("type").c_str(), XStr("string").c_str());
-      c->setAttribute(XStr("isnull").c_str(), XStr(isNull ? "yes" : "no").c_str());
-      if (!text.empty()) c->appendChild(document->createTextNode(XStr(text).c_str()));
-      r->appendChild(c);
+      xercesc::DOMElement* c =
+          element(r, "column", {{"name", name}, {"type", "string"}, {"isnull", isNull ? "yes" : "no"}});
+      if (!isNull) c->appendChild(document->createTextNode(XStr(text).c_str()));
       stream.Column(stream.EscapeAttribute(name), "string", isNull, text);
     }
     stream.EndRecord();
@@ -227,27 +198,23 @@ TEST(DataFileStream, WritesWhatTheSerializerWritesForAnyText) {
   EXPECT_FALSE(std::filesystem::exists(env.Work("streamed.xml.part")));
 }
 
-TEST(DataFileStream, ControlCharactersFailTheExportAndLeaveNoFile) {
+// A text the format cannot hold, or a folder that does not exist: the library's message, no file.
+TEST(DataFileStream, WriteFailuresGiveTheLibrarysMessageAndLeaveNoFile) {
   ScratchDatabase db(DbKind::kSQLite);
   db.Execute("CREATE TABLE C (T VARCHAR(10))");
   db.Execute("INSERT INTO C VALUES ('a' || char(1) || 'b')");
-  EngineEnvironment env;
-  EXPECT_EQ(env.RunSteps("<cd directory=\"@destfolder\"/><table action=\"export\" format=\"xml\" name=\"C\" columns=\"T\"/>",
-                         db.Config()),
-            0);
-  EXPECT_TRUE(env.HasLine("An error occured during parsing+   Message: invalid or illegal XML character"));
-  EXPECT_TRUE(env.HasLine("-- Trasferiti 1 records"));
-  EXPECT_TRUE(std::filesystem::is_empty(env.Work()));
-}
-
-TEST(DataFileStream, UnwritableFolderGivesTheLibrarysMessage) {
-  ScratchDatabase db(DbKind::kSQLite);
-  db.Execute("CREATE TABLE C (T VARCHAR(10))");
-  EngineEnvironment env;
-  EXPECT_EQ(env.RunSteps("<table action=\"export\" format=\"xml\" name=\"C\" columns=\"T\" filename=\"/no/such/dir/c.xml\"/>",
-                         db.Config()),
-            0);
-  EXPECT_TRUE(env.HasLine("An error occured during parsing+   Message: unable to open file '/no/such/dir/c.xml'"));
+  const std::pair<const char*, const char*> cases[] = {
+      {"<cd directory=\"@destfolder\"/><table action=\"export\" format=\"xml\" name=\"C\" columns=\"T\"/>",
+       "An error occured during parsing+   Message: invalid or illegal XML character"},
+      {"<table action=\"export\" format=\"xml\" name=\"C\" columns=\"T\" filename=\"/no/such/dir/c.xml\"/>",
+       "An error occured during parsing+   Message: unable to open file '/no/such/dir/c.xml'"}};
+  for (const auto& [steps, message] : cases) {
+    EngineEnvironment env;
+    EXPECT_EQ(env.RunSteps(steps, db.Config()), 0) << message;
+    EXPECT_TRUE(env.HasLine(message));
+    EXPECT_TRUE(env.HasLine("-- Trasferiti 1 records")) << message;
+    EXPECT_TRUE(std::filesystem::is_empty(env.Work())) << message;
+  }
 }
 
 // --- Unwritable files ----------------------------------------------------------------------------
@@ -276,11 +243,6 @@ TEST(ColumnType, OdbcTypesMapToTheDataFileNames) {
   for (const auto& [type, name] : cases) EXPECT_EQ(CTarvoExchangeXML::GetColumnType(type), name) << type;
 }
 
-TEST(SqlText, TableStepBuildsItsSelect) {
-  EXPECT_EQ(CTarvoExchangeXML::ConstructSQLQuery("T", "A, B", "", ""), "SELECT A, B FROM T");
-  EXPECT_EQ(CTarvoExchangeXML::ConstructSQLQuery("T", "", "X = 1", "A"), "SELECT  FROM T WHERE X = 1 ORDER BY A");
-}
-
 // --- Field value formatting ------------------------------------------------------------------
 struct FormatCase {
   const char* name;
@@ -305,13 +267,12 @@ class FieldFormatting : public testing::TestWithParam<FormatCase> {};
 
 TEST_P(FieldFormatting, GivesTheExpectedText) {
   static ScratchDatabase db(DbKind::kSQLite);
-  static bool created = [] {
-    db.Execute("CREATE TABLE V (N INTEGER, T VARCHAR(20), D DATE, S TIMESTAMP, X NUMERIC(10,2))");
+  static const bool kFilled = [] {
+    db.Execute("CREATE TABLE V (N INTEGER, T VARCHAR(20), D DATE, S TIMESTAMP)");
+    db.Execute("INSERT INTO V VALUES (42, 'ABC', '2026-03-01', '2026-03-01 10:20:30')");
     return true;
   }();
-  (void)created;
-  db.Execute("DELETE FROM V");
-  db.Execute(std::string("INSERT INTO V (N, T, D, S) VALUES (42, 'ABC', '2026-03-01', '2026-03-01 10:20:30')"));
+  ASSERT_TRUE(kFilled);
   CODBCRecordset rs(&db.Db());
   rs.Open(std::string("SELECT ") + GetParam().expression + " FROM V");
   EXPECT_EQ(CTarvoExchangeXML::FormatFieldValue(GetParam().field, rs.Field(0)), GetParam().expected);
@@ -320,20 +281,14 @@ TEST_P(FieldFormatting, GivesTheExpectedText) {
 using F = CTarvoExchangeXML::CField;
 INSTANTIATE_TEST_SUITE_P(
     Cases, FieldFormatting,
-    testing::Values(FormatCase{"PadLeftWithZeros", "N", Def(5, F::kLeft, "0"), "00042"},
-                    FormatCase{"PadRightWithZeros", "N", Def(5, F::kRight, "0"), "42000"},
+    testing::Values(FormatCase{"PadRightWithZeros", "N", Def(5, F::kRight, "0"), "42000"},
                     FormatCase{"NoAlignmentStaysShort", "N", Def(5, F::kNone, "0"), "42"},
-                    FormatCase{"PadWithDots", "T", Def(10, F::kRight, "."), "ABC......."},
                     FormatCase{"OnlyFirstPaddingCharacterCounts", "T", Def(5, F::kLeft, "xy"), "xxABC"},
                     FormatCase{"BlankWhenNoPaddingText", "T", Def(5, F::kLeft), "  ABC"},
-                    FormatCase{"LongValueIsCut", "'ABCDEFGHIJKL'", Def(10, F::kRight, "."), "ABCDEFGHIJ"},
-                    FormatCase{"NullGivesLengthInBlanks", "NULL", Def(4, F::kLeft, "0"), "    "},
                     FormatCase{"NullWithoutLengthIsEmpty", "NULL", Def(0, F::kLeft), ""},
                     FormatCase{"NullWithConstantGivesBlanks", "NULL", Def(3, F::kNone, "", "K"), "   "},
                     FormatCase{"NullPaddingWritesTheConstant", "NULL", Def(3, F::kLeft, "", "K", true), "  K"},
                     FormatCase{"NullPaddingPadsTheEmptyText", "NULL", Def(3, F::kLeft, "0", "", true), "000"},
-                    FormatCase{"ConstantReplacesValue", "T", Def(0, F::kNone, "", "K"), "K"},
-                    FormatCase{"DateFormat", "D", Def(0, F::kNone, "", "", false, "%d/%m/%Y"), "01/03/2026"},
                     FormatCase{"TimestampFormat", "S", Def(0, F::kNone, "", "", false, "%H.%M"), "10.20"},
                     FormatCase{"FormatIgnoredForIntegers", "N", Def(0, F::kNone, "", "", false, "%08.2f"), "42"},
                     FormatCase{"FormatIgnoredForText", "T", Def(0, F::kNone, "", "", false, "%Y"), "ABC"},

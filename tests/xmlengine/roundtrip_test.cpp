@@ -7,34 +7,11 @@
 namespace tarvo::test {
 namespace {
 
-const char* const kTables[][2] = {{"IVA", "CODICE"},       {"UNITA_MISURA", "ID"}, {"CATEGORIA", "ID"},
-                                  {"FAMIGLIA", "ID"},      {"GRUPPO", "ID"},       {"ARTICOLO", "ID"}};
-
-std::string SampleDriver(const std::string& name) {
-  return ReadText(std::string(TARVO_SOURCE_DIR) + "/xmlengine/drivers/" + name);
-}
-
-int RunSample(EngineEnvironment& env, const std::string& driver, const std::string& src, const std::string& dest) {
-  CTarvoExchangeXML engine;
-  env.Prepare(engine, SampleDriver(driver), driver);
-  engine.SetSrcConfig(src);
-  engine.SetDestConfig(dest);
-  return engine.Run();
-}
-
-void ExpectSameRows(CDatabase& a, CDatabase& b) {
-  for (const auto& t : kTables) {
-    std::string sql = std::string("SELECT * FROM ") + t[0] + " ORDER BY " + t[1];
-    auto expected = Rows(a, sql);
-    EXPECT_FALSE(expected.empty()) << t[0];
-    EXPECT_EQ(Rows(b, sql), expected) << t[0];
-  }
-}
-
 struct Pair {
   DbKind from, to;
 };
 
+// The demo articles exported by the sample driver from `source`, and an empty `target`.
 class ArticleRoundTrip : public testing::TestWithParam<Pair> {
  protected:
   void SetUp() override {
@@ -45,46 +22,46 @@ class ArticleRoundTrip : public testing::TestWithParam<Pair> {
         GTEST_SKIP() << why;
       }
     }
+    source_.LoadSchema("company.sql");
+    source_.LoadSchema("demo/demo.sql");
+    target_.LoadSchema("company.sql");
+    ASSERT_EQ(RunSample("articoli_export.xml", source_.Config(), ""), 1) << testing::PrintToString(env_.Lines());
   }
+  int RunSample(const std::string& driver, const std::string& src, const std::string& dest) {
+    CTarvoExchangeXML engine;
+    env_.Prepare(engine, SampleDriver(driver), driver);
+    engine.SetSrcConfig(src);
+    engine.SetDestConfig(dest);
+    return engine.Run();
+  }
+  // How many of the lines since `from` contain `text`.
+  long Count(const std::vector<std::string>& lines, size_t from, const char* text) {
+    return std::count_if(lines.begin() + static_cast<long>(from), lines.end(),
+                         [&](const std::string& l) { return l.find(text) != std::string::npos; });
+  }
+  ScratchDatabase source_{GetParam().from}, target_{GetParam().to};
+  EngineEnvironment env_;
 };
 
 TEST_P(ArticleRoundTrip, ExportThenImportGivesTheSameRows) {
-  ScratchDatabase source(GetParam().from), target(GetParam().to);
-  source.LoadSchema("company.sql");
-  source.LoadSchema("demo/demo.sql");
-  target.LoadSchema("company.sql");
-  EngineEnvironment env;
-  ASSERT_EQ(RunSample(env, "articoli_export.xml", source.Config(), ""), 1) << testing::PrintToString(env.Lines());
   for (const char* f : {"001_IVA.xml", "006_ARTICOLO.xml", "articoli.csv", "articoli.txt"})
-    EXPECT_TRUE(std::filesystem::exists(env.Work(f))) << f;
-  ASSERT_EQ(RunSample(env, "articoli_import.xml", "", target.Config()), 1) << testing::PrintToString(env.Lines());
-  ExpectSameRows(source.Db(), target.Db());
+    EXPECT_TRUE(std::filesystem::exists(env_.Work(f))) << f;
+  ASSERT_EQ(RunSample("articoli_import.xml", "", target_.Config()), 1) << testing::PrintToString(env_.Lines());
+  ExpectSameArticles(source_.Db(), target_.Db());
 
   // A second import finds every row by its key and updates it.
-  size_t before = env.Lines().size();
-  ASSERT_EQ(RunSample(env, "articoli_import.xml", "", target.Config()), 1);
-  auto lines = env.Lines();
-  auto updates = std::count_if(lines.begin() + static_cast<long>(before), lines.end(), [](const std::string& l) {
-    return l.find("(aggiornamento)") != std::string::npos;
-  });
-  auto inserts = std::count_if(lines.begin() + static_cast<long>(before), lines.end(), [](const std::string& l) {
-    return l.find("(inserimento)") != std::string::npos;
-  });
-  EXPECT_EQ(inserts, 0);
-  EXPECT_EQ(updates, 61);
-  ExpectSameRows(source.Db(), target.Db());
+  size_t before = env_.Lines().size();
+  ASSERT_EQ(RunSample("articoli_import.xml", "", target_.Config()), 1);
+  auto lines = env_.Lines();
+  EXPECT_EQ(Count(lines, before, "(inserimento)"), 0);
+  EXPECT_EQ(Count(lines, before, "(aggiornamento)"), 61);
+  ExpectSameArticles(source_.Db(), target_.Db());
 }
 
 TEST_P(ArticleRoundTrip, FixedWidthListUpdatesTheArticles) {
-  ScratchDatabase source(GetParam().from), target(GetParam().to);
-  source.LoadSchema("company.sql");
-  source.LoadSchema("demo/demo.sql");
-  target.LoadSchema("company.sql");
-  EngineEnvironment env;
-  ASSERT_EQ(RunSample(env, "articoli_export.xml", source.Config(), ""), 1);
-  ASSERT_EQ(RunSample(env, "articoli_txt_import.xml", "", target.Config()), 1) << testing::PrintToString(env.Lines());
+  ASSERT_EQ(RunSample("articoli_txt_import.xml", "", target_.Config()), 1) << testing::PrintToString(env_.Lines());
   const std::string sql = "SELECT ID, DESCRIZIONE, ID_UNITA_MISURA, CODICE_IVA, PREZZO, CONFEZIONE FROM ARTICOLO ORDER BY ID";
-  EXPECT_EQ(Rows(target.Db(), sql), Rows(source.Db(), sql));
+  EXPECT_EQ(Rows(target_.Db(), sql), Rows(source_.Db(), sql));
 }
 
 INSTANTIATE_TEST_SUITE_P(Drivers, ArticleRoundTrip,
