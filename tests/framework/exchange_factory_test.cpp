@@ -56,8 +56,9 @@ TEST_P(FactoryTest, BothDriverTypesGiveOneEngineWhileUnknownNumbersAndTypesGiveN
   AddRow(40, "xmlexport");
   AddRow(41, "xmlimport");
   auto a = Get(40), b = Get(41);
-  ASSERT_EQ(a == nullptr, b == nullptr);
-  if (a) EXPECT_EQ(typeid(*a), typeid(*b));
+  ASSERT_NE(a, nullptr);
+  ASSERT_NE(b, nullptr);
+  EXPECT_EQ(typeid(*a), typeid(*b));
 }
 
 TEST_P(FactoryTest, EveryKnownNumberBuiltSoFarIsCreatedWithItsRowCopied) {
