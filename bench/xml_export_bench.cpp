@@ -10,6 +10,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -64,6 +65,16 @@ std::pair<double, double> InChild(const std::function<int()>& f) {
     std::exit(1);
   }
   return {seconds, usage.ru_maxrss / 1024.0};
+}
+
+// The fastest of `runs` runs of InChild: short runs on a shared machine vary by a tenth or more.
+std::pair<double, double> BestOf(int runs, const std::function<int()>& f) {
+  std::pair<double, double> best = InChild(f);
+  for (int i = 1; i < runs; ++i) {
+    auto next = InChild(f);
+    best = {std::min(best.first, next.first), std::max(best.second, next.second)};
+  }
+  return best;
 }
 
 void CreateCompanyDatabase(const std::string& path) {
@@ -179,10 +190,12 @@ int main(int argc, char** argv) {
     return RunDriver(Driver(table + " format=\"txt\" filename=\"a.txt\">" + FixedWidthFields() + "</table>"), source, "");
   });
   Report("engine fixed-width export", txt.first, cliCsv, 3);
-  auto xml = InChild([&] { return RunDriver(Driver(table + " format=\"xml\" filename=\"a.xml\"/>"), source, ""); });
+  // The window's cost is a ratio of two one-second runs: each is the best of three.
+  auto xml = BestOf(3, [&] { return RunDriver(Driver(table + " format=\"xml\" filename=\"a.xml\"/>"), source, ""); });
   Report("engine XML export", xml.first, cliCsv, 8);
   std::printf("%-44s %8.0f MB (limit 1536)\n", "  peak memory of the XML export", xml.second);
-  auto xmlWindow = InChild([&] { return RunWithWindow(Driver(table + " format=\"xml\" filename=\"a.xml\"/>"), source, ""); });
+  auto xmlWindow =
+      BestOf(3, [&] { return RunWithWindow(Driver(table + " format=\"xml\" filename=\"a.xml\"/>"), source, ""); });
   Report("engine XML export with a window", xmlWindow.first, xml.first, 1.2);
 
   if (argc > 2 && std::string(argv[2]) == "export") {
