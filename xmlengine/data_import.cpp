@@ -138,8 +138,8 @@ bool CTarvoExchangeXML::WriteRecord(CRecord& record) {
   try {
     bool update = false;
     CString rowValue;
-    auto shape = cache.columnTypes.find(shapeKey);
-    if (shape == cache.columnTypes.end()) {
+    auto shape = cache.shapes.find(shapeKey);
+    if (shape == cache.shapes.end()) {
       // The first lookup of a column list selects the columns themselves and learns their types.
       CODBCRecordset rs(m_pInDatabase);
       rs.Open("SELECT " + record.m_strColumns + (keyed && rowId ? CString(", ") + rowId : CString()) + " FROM " +
@@ -151,7 +151,7 @@ bool CTarvoExchangeXML::WriteRecord(CRecord& record) {
       }
       update = keyed && !rs.IsEOF();
       if (update && rowId) rowValue = rs.Field(rs.GetFieldCount() - 1).AsString();
-      shape = cache.columnTypes.emplace(shapeKey, std::move(types)).first;
+      shape = cache.shapes.emplace(shapeKey, CImportCache::CShape{std::move(types), {}}).first;
     } else if (keyed) {
       // Later lookups of the same shape reuse one prepared statement with the key values bound.
       CString condition;
@@ -161,7 +161,7 @@ bool CTarvoExchangeXML::WriteRecord(CRecord& record) {
         for (const CColumn* column : columns) {
           if (!alternative.empty()) alternative += " AND ";
           alternative += "( " + column->m_strName + " = ? )";
-          const int type = shape->second[static_cast<size_t>(column - record.data())];
+          const int type = shape->second.types[static_cast<size_t>(column - record.data())];
           keyValues.push_back(ValueForColumn(static_cast<short>(type), column->m_strValue));
         }
         AppendAlternative(condition, alternative);
@@ -174,40 +174,54 @@ bool CTarvoExchangeXML::WriteRecord(CRecord& record) {
     }
     record.m_nOperation = update ? CRecord::kUpdate : CRecord::kInsert;
 
-    CString names, markers;
+    // Which columns are written: those the table has, on update not those written only on insert.
+    const std::vector<int>& types = shape->second.types;
+    CString variant(1, update ? 'U' : 'I');
     std::vector<CDBValue> values;
     for (size_t i = 0; i < record.size(); ++i) {
       const CColumn& column = record[i];
-      const int type = shape->second[i];
-      if (type == kUnknownColumn || (update && column.m_bOnlyInsert)) continue;
-      if (!names.empty()) {
-        names += ", ";
-        markers += ", ";
+      const bool written = types[i] != kUnknownColumn && !(update && column.m_bOnlyInsert);
+      variant += written ? '1' : '0';
+      if (written) {
+        values.push_back(column.m_bIsNull ? CDBValue{} : ValueForColumn(static_cast<short>(types[i]), column.m_strValue));
       }
-      names += update ? column.m_strName + " = ?" : column.m_strName;
-      markers += "?";
-      values.push_back(column.m_bIsNull ? CDBValue{} : ValueForColumn(static_cast<short>(type), column.m_strValue));
+    }
+    if (update && values.empty()) return true;
+    if (update && dialect == EDialect::kSQLite) {
+      values.emplace_back(std::in_place_type<long long>, std::strtoll(rowValue.c_str(), nullptr, 10));
+    } else if (update && dialect == EDialect::kPostgreSQL) {
+      values.emplace_back(std::in_place_type<CString>, rowValue);
     }
 
-    CString sql;
-    if (update) {
-      if (values.empty()) return true;
-      sql = "UPDATE " + record.m_strTable + " SET " + names;
-      if (dialect == EDialect::kSQLite) {
-        sql += " WHERE rowid = ?";
-        values.emplace_back(std::in_place_type<long long>, std::strtoll(rowValue.c_str(), nullptr, 10));
-      } else if (dialect == EDialect::kPostgreSQL) {
-        sql += " WHERE ctid = CAST(? AS tid)";
-        values.emplace_back(std::in_place_type<CString>, rowValue);
-      } else {
-        sql += where;
+    // The statement text follows from the variant alone, except for an update that can only name
+    // its row by the key condition's values.
+    auto writeSql = [&] {
+      CString names, markers;
+      for (size_t i = 0; i < record.size(); ++i) {
+        if (variant[i + 1] == '0') continue;
+        if (!names.empty()) {
+          names += ", ";
+          markers += ", ";
+        }
+        names += update ? record[i].m_strName + " = ?" : record[i].m_strName;
+        markers += "?";
       }
-    } else if (values.empty()) {
-      sql = "INSERT INTO " + record.m_strTable + " DEFAULT VALUES";
+      if (!update) {
+        return names.empty() ? "INSERT INTO " + record.m_strTable + " DEFAULT VALUES"
+                             : "INSERT INTO " + record.m_strTable + " (" + names + ") VALUES (" + markers + ")";
+      }
+      CString sql = "UPDATE " + record.m_strTable + " SET " + names;
+      if (dialect == EDialect::kSQLite) return sql + " WHERE rowid = ?";
+      if (dialect == EDialect::kPostgreSQL) return sql + " WHERE ctid = CAST(? AS tid)";
+      return sql + where;
+    };
+    if (update && !rowId) {
+      cache.Statement(m_pInDatabase, writeSql()).Execute(values);
     } else {
-      sql = "INSERT INTO " + record.m_strTable + " (" + names + ") VALUES (" + markers + ")";
+      CODBCStatement*& write = shape->second.writes[variant];
+      if (!write) write = &cache.Statement(m_pInDatabase, writeSql());
+      write->Execute(values);
     }
-    cache.Statement(m_pInDatabase, sql).Execute(values);
   } catch (const CDBException& e) {
     record.m_strError = e.m_strError;
     return false;

@@ -81,7 +81,13 @@ class CTarvoExchangeXML : public CTarvoImport {
   struct CImportCache {
     // The statement prepared for `sql` on `db`, prepared at its first use; throws CDBException.
     CODBCStatement& Statement(CDatabase* db, const CString& sql);
-    std::map<CString, std::vector<int>> columnTypes;  // per record column; kUnknownColumn if absent
+    // One table and column list as the records bring them.
+    struct CShape {
+      std::vector<int> types;  // per record column; kUnknownColumn if the table lacks it
+      // The write statement by operation and columns written ("I" or "U", then 1 or 0 per column).
+      std::map<CString, CODBCStatement*> writes;
+    };
+    std::map<CString, CShape> shapes;  // by table and column list
     std::map<CString, std::unique_ptr<CODBCStatement>> statements;
   };
   static constexpr int kUnknownColumn = -32768;
