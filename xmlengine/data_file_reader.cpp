@@ -1,6 +1,9 @@
 #include "xmlengine/data_file_reader.h"
 
 #include <memory>
+#include <string>
+#include <unordered_map>
+#include <vector>
 
 #include <xercesc/framework/XMLPScanToken.hpp>
 #include <xercesc/sax2/Attributes.hpp>
@@ -13,7 +16,6 @@
 
 using tarvo::xml::ToLocal;
 using tarvo::xml::XStr;
-using Content = CDataFileReader::CContent;
 
 namespace {
 // Names and keys of the data file are read into buffers of this size; longer texts are cut.
@@ -21,6 +23,23 @@ constexpr size_t kMaxNameLength = 3071;
 
 // Column flags in the packed content.
 constexpr unsigned char kIsNull = 1, kOnlyInsert = 2;
+
+// The packed content of a file: one byte stream of operations, numbers and texts, the column
+// names and types stored once. Filled by the parser, read back by Deliver.
+class Content {
+ public:
+  enum Op : char { kBeginTable, kEndTable, kBeginRecord, kColumn, kEndRecord, kExecute };
+  void PutOp(Op op) { bytes_.push_back(op); }
+  void PutNumber(size_t n);
+  void PutText(std::string_view text);
+  size_t Intern(const CString& text);  // index of `text` among the stored names and types
+  bool Deliver(const CDataFileEvents& events) const;
+
+ private:
+  std::string bytes_;
+  std::vector<CString> names_;
+  std::unordered_map<CString, size_t> index_;
+};
 
 CString Attribute(const xercesc::Attributes& attributes, const char16_t* name) {
   return ToLocal(attributes.getValue(name));
@@ -150,8 +169,6 @@ class Cursor {
   const char* p_;
   const char* end_;
 };
-}  // namespace
-
 void Content::PutNumber(size_t n) {
   while (n >= 0x80) {
     bytes_.push_back(static_cast<char>((n & 0x7f) | 0x80));
@@ -213,6 +230,8 @@ bool Content::Deliver(const CDataFileEvents& events) const {
   }
   return true;
 }
+
+}  // namespace
 
 bool CDataFileReader::Read(const CString& path, xercesc::ErrorHandler* errors, const CDataFileEvents& events) {
   std::unique_ptr<xercesc::SAX2XMLReader> reader(xercesc::XMLReaderFactory::createXMLReader());

@@ -6,9 +6,6 @@
 #pragma once
 
 #include <functional>
-#include <string>
-#include <unordered_map>
-#include <vector>
 
 #include <xercesc/sax/ErrorHandler.hpp>
 
@@ -32,20 +29,4 @@ class CDataFileReader {
   // when it has none, hands its content to `events` in document order. Returns false when the
   // file has errors or an event stopped the reading. The XML library's exceptions pass through.
   static bool Read(const CString& path, xercesc::ErrorHandler* errors, const CDataFileEvents& events);
-
-  // The packed content of a file; filled by the parser, read back by Deliver.
-  class CContent {
-   public:
-    enum Op : char { kBeginTable, kEndTable, kBeginRecord, kColumn, kEndRecord, kExecute };
-    void PutOp(Op op) { bytes_.push_back(op); }
-    void PutNumber(size_t n);
-    void PutText(std::string_view text);
-    size_t Intern(const CString& text);  // index of `text` among the stored names and types
-    bool Deliver(const CDataFileEvents& events) const;
-
-   private:
-    std::string bytes_;
-    std::vector<CString> names_;
-    std::unordered_map<CString, size_t> index_;
-  };
 };
