@@ -1,5 +1,6 @@
 #include "framework/exchange_factory.h"
 
+#include "dialogs/dlg_parser_esportazione_articolo.h"
 #include "platform/host_ui.h"
 #include "platform/records/esportazione_set.h"
 
@@ -43,16 +44,37 @@ CTarvoImport* CExchangeFactory::GetExchangeProcedure(long number) {
 }
 
 namespace {
+template <class T>
+CTarvoParserDialog* MakeDialog(CWnd* parent, CDatabase* database) {
+  return new T(parent, database);
+}
+
 // Dialog constructors by lower-case name; null while the dialog is not built.
 struct DialogEntry {
   const char* name;
   CTarvoParserDialog* (*create)(CWnd* parent, CDatabase* database);
 };
 const DialogEntry kDialogs[] = {
-    {"parserarticoli", nullptr},
+    {"parserarticoli", MakeDialog<CDlgParserEsportazioneArticolo>},
     {"parserdocumenti", nullptr},
 };
+
+// The dialogs a new procedure table names for the hard-coded procedures.
+struct DefaultParser {
+  long number;
+  const char* name;
+};
+const DefaultParser kDefaultParsers[] = {
+    {1, "parserarticoli"},
+    {1002, "parserarticoli"},
+};
 }  // namespace
+
+const char* DefaultParserName(long number) {
+  for (const DefaultParser& p : kDefaultParsers)
+    if (p.number == number) return p.name;
+  return "";
+}
 
 CTarvoParserDialog* CExchangeParserFactory::GetParser(CTarvoImport* procedure, CWnd* parent) {
   if (!procedure) return nullptr;

@@ -40,5 +40,8 @@ struct ProcedureEntry {
 };
 const std::vector<ProcedureEntry>& KnownProcedures();
 const ProcedureEntry* FindProcedure(long number);
+// The parameter dialog ("parserarticoli") that a new procedure table gives a hard-coded procedure;
+// the empty text for none.
+const char* DefaultParserName(long number);
 // The driver engine for the types "xmlexport" and "xmlimport" (null while not built).
 CTarvoImport* CreateDriverProcedure();

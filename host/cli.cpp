@@ -76,6 +76,15 @@ void AddRunOptions(CLI::App& run, RunOptions& o) {
   run.add_option("--precisione/totali", o.precision_totals, "total precision (configuration key)");
   run.add_option("--log-file", o.log_file, "log file, appended (Windows-1252, as the procedure writes it)");
   run.add_flag("--batch", o.batch, "no questions: message boxes off, documented default answers");
+  run.add_option("--choice", o.choice,
+                 "the parameter dialog without a person: its choice; for the articles\n"
+                 "(1002, 1) 0 hand-picked categories, 1 published ones, 2 all categories, 3 all articles")
+      ->check(CLI::NonNegativeNumber);
+  run.add_option("--category", o.categories, "a category to check in the dialog (repeatable; alone: --choice 0)")
+      ->expected(1)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  run.add_option("--settings", o.settings_file, "file of what dialogs remember\n(default: $XDG_CONFIG_HOME or ~/.config, then tarvo-exchange/settings.ini)")
+      ->envname("TARVO_EXCHANGE_SETTINGS");
 }
 }  // namespace
 

@@ -42,14 +42,16 @@ void RunScript(CDatabase& db, std::string_view name) {
 }
 
 void InsertProcedure(CDatabase& db, long number, const CString& tipo, const CString& descrizione,
-                     const CString& parametri) {
+                     const CString& parametri, const CString& parser = {}) {
   std::vector<CDBValue> values = {static_cast<long long>(number), descrizione, tipo};
-  values.push_back(parametri.empty() ? CDBValue{} : CDBValue{parametri});
-  db.ExecuteSQL("INSERT INTO ESPORTAZIONE (NUMERO, DESCRIZIONE, TIPO, PARAMETRI) VALUES (?, ?, ?, ?)", values);
+  for (const CString* text : {&parametri, &parser}) values.push_back(text->empty() ? CDBValue{} : CDBValue{*text});
+  db.ExecuteSQL("INSERT INTO ESPORTAZIONE (NUMERO, DESCRIZIONE, TIPO, PARAMETRI, PARSER) VALUES (?, ?, ?, ?, ?)",
+                values);
 }
 
 void FillProcedureTable(CDatabase& db) {
-  for (const ProcedureEntry& e : KnownProcedures()) InsertProcedure(db, e.number, "custom", e.description, "");
+  for (const ProcedureEntry& e : KnownProcedures())
+    InsertProcedure(db, e.number, "custom", e.description, "", DefaultParserName(e.number));
   std::vector<EmbeddedFile> drivers = EmbeddedDriverFiles();
   for (size_t i = 0; i < drivers.size(); ++i) {
     std::string name = BaseName(drivers[i].name);

@@ -1,12 +1,14 @@
 #include "host/run_command.h"
 
 #include <chrono>
+#include <cstdlib>
 #include <deque>
 #include <filesystem>
 #include <memory>
 #include <thread>
 
 #include "framework/exchange_factory.h"
+#include "host/parser_dialog_run.h"
 #include "host/stop_signals.h"
 #include "host/terminal_ui.h"
 #include "platform/files.h"
@@ -105,6 +107,16 @@ std::string ValidateRunOptions(const RunOptions& options) {
   return {};
 }
 
+std::string DefaultSettingsFile() {
+  const char* config = std::getenv("XDG_CONFIG_HOME");
+  const char* home = std::getenv("HOME");
+  std::filesystem::path dir;
+  if (config && *config) dir = config;
+  else if (home && *home) dir = std::filesystem::path(home) / ".config";
+  else return {};
+  return (dir / "tarvo-exchange" / "settings.ini").string();
+}
+
 void ApplyHostSettings(const RunOptions& o) {
   if (!o.root_dir.empty()) CRegistryAdministrator::SetApplicationSetting("RootDirectory", AbsolutePath(o.root_dir));
   if (o.agent_id || o.company_id || o.branch_id)
@@ -180,6 +192,13 @@ int RunCommand(const RunOptions& options, Console& console) {
   // From here on Ctrl-C only asks the procedure to stop, also once it has ended.
   StopSignals signals;
   ApplyHostSettings(options);
+  std::string settings = options.settings_file.empty() ? DefaultSettingsFile() : AbsolutePath(options.settings_file);
+  try {
+    CRegistryAdministrator::SetSettingsFile(settings);
+  } catch (const tarvo::CFileException& e) {
+    console.Error("cannot read the settings file \"" + settings + "\": " + tarvo::Cp1252ToUtf8(e.what()));
+    return kExitNotStarted;
+  }
   TerminalUI ui(console, options.batch);
   HostUIScope ui_scope(ui);
 
@@ -239,10 +258,21 @@ int RunCommand(const RunOptions& options, Console& console) {
   CExchangeParserFactory parsers;
   std::unique_ptr<CTarvoParserDialog> dialog(parsers.GetParser(procedure.get(), &window));
   DrainWindow(window, console);
-  if (dialog && !dialog->DoModal()) {
-    console.Note("cancelled: the procedure did not run");
+  if (!dialog && (options.choice || !options.categories.empty()) && procedure->GetStrParser().empty()) {
     ui.Attach(nullptr);
-    return kExitFailed;
+    console.Error(tarvo::StrFormat("--choice, --category: procedure %ld has no parameter dialog", options.number));
+    return kExitUsage;
+  }
+  if (dialog) {
+    bool interactive = !options.batch && console.Interactive() && console.OutIsTerminal();
+    DialogOutcome outcome = RunParserDialog(*dialog, options, interactive, console);
+    if (outcome != DialogOutcome::kOK) {
+      ui.Attach(nullptr);
+      if (outcome == DialogOutcome::kRefused) return kExitUsage;
+      console.Note("cancelled: the procedure did not run");
+      return kExitFailed;
+    }
+    procedure->SetFilterParams(dialog->GetParams());
   }
   dialog.reset();
 

@@ -36,7 +36,14 @@ struct RunOptions {
   std::optional<std::string> precision_prices, precision_totals;  // "precisione/prezzi", "precisione/totali"
   std::string log_file;
   bool batch = false;
+  // The parameter dialog without a person: a choice of its choice box and categories to check.
+  std::optional<int> choice;
+  std::vector<std::string> categories;
+  std::string settings_file;  // what dialogs remember; default DefaultSettingsFile()
 };
+
+// $XDG_CONFIG_HOME/tarvo-exchange/settings.ini, or the same under ~/.config; empty without a home.
+std::string DefaultSettingsFile();
 
 // Checks what the command line parser cannot: a main database and NAME=VALUE parameters.
 // Returns the problem (UTF-8) or an empty text.

@@ -37,6 +37,18 @@ class IHostUI {
 void SetHostUI(IHostUI* ui);
 IHostUI& HostUI();
 
+// Installs a UI for a scope (a screen, a recorder) and puts the one before back.
+class ScopedHostUI {
+ public:
+  explicit ScopedHostUI(IHostUI& ui) : previous_(HostUI()) { SetHostUI(&ui); }
+  ~ScopedHostUI() { SetHostUI(&previous_); }
+  ScopedHostUI(const ScopedHostUI&) = delete;
+  ScopedHostUI& operator=(const ScopedHostUI&) = delete;
+
+ private:
+  IHostUI& previous_;
+};
+
 // Shorthands in the style of the procedures.
 int AfxMessageBox(const CString& text, int icon = MB_ICONEXCLAMATION);
 bool AfxAskYesNo(const CString& text, bool defaultYes);

@@ -10,6 +10,18 @@ class CRegistryAdministrator {
  public:
   static CString GetApplicationSetting(const CString& name, const CString& defaultValue = CString());
   static void SetApplicationSetting(const CString& name, const CString& value);
+
+  // Values that windows and dialogs remember per class between runs, kept in the host's settings
+  // file: an INI file with one section per class and UTF-8 text. Without a file (SetSettingsFile
+  // never called, or with an empty path) they last for the process only.
+  static bool GetClassValue(const CString& className, const CString& name, CString& value);
+  // Sets the value and rewrites the file (merged with what it holds now, replaced in one rename).
+  // Throws tarvo::CFileException when the file cannot be written; the value is kept for the
+  // process all the same.
+  static void SetClassValue(const CString& className, const CString& name, const CString& value);
+  // Names the settings file and reads it; a missing file is an empty one, lines that are not
+  // "[section]" or "name = value" are skipped. Throws tarvo::CFileException if it cannot be read.
+  static void SetSettingsFile(const CString& path);
 };
 
 class CUserAdministrator {

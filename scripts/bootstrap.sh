@@ -8,6 +8,7 @@ PACKAGES=(
   unixodbc unixodbc-dev libsqliteodbc odbc-postgresql
   sqlite3 postgresql-15 postgresql-client-15
   python3 python3-pyftpdlib zip unzip
+  libncurses-dev tmux
 )
 missing=()
 for p in "${PACKAGES[@]}"; do
