@@ -220,7 +220,7 @@ void Screen::Draw() {
   const CDialogTemplate& t = dialog_.GetTemplate();
   box(stdscr, 0, 0);
   Put(0, 2, " " + t.caption + " ", A_BOLD);
-  Put(l.height - 1, 2, " Frecce: sposta  Spazio: scegli  Tab: campo  Invio: OK  Esc: Annulla ");
+  Put(l.height - 1, 2, Fit(" Frecce: sposta  Spazio: scegli  Tab: campo  Invio: OK  Esc: Annulla ", l.width - 4));
   int inner = l.width - 4;
   for (const CDialogItem& item : t.items) {
     bool focused = !popup_ && &item == &Focused();

@@ -162,7 +162,7 @@ class TerminalDialog : public ArticleRun {
     for (const std::string& a : RunArgs(destination)) command += "'" + a + "' ";
     tmux_->Start(command + "; echo $? > '" + exit_file_ + "'; sleep 60", 100, 30);
   }
-  // Waits for the screen to show `part` `times` times (at least once when 0 is not asked).
+  // Waits for the screen to show `part` exactly `times` times.
   void Expect(const std::string& part, size_t times = 1) {
     std::string last;
     EXPECT_TRUE(tmux_->WaitFor([&](const std::string& s) { return Count(s, part) == times; }, &last))
@@ -219,13 +219,19 @@ TEST_F(TerminalDialog, APersonSwitchesChoicesChecksTwoCategoriesResizesAndGetsEx
   EXPECT_EQ(Stored(), "0");
 }
 
-TEST_F(TerminalDialog, AnnullaLeavesTheDestinationUntouchedAndRemembersNothing) {
+TEST_F(TerminalDialog, OKWithNothingCheckedKeepsTheDialogOpenAndAnnullaLeavesTheDestinationUntouched) {
   std::string destination = NewDestination();
   Start(destination);
   Expect("Seleziona articoli ...");
-  tmux_->Keys({"Left"});
-  Expect("[x] ", 5);
-  tmux_->Keys({"Tab", "Tab", "Tab", "Enter"});  // list, OK, Annulla
+  tmux_->Keys({"Left", "Left", "Left"});
+  Expect("Articoli appartenenti alle categoria selezionate");
+  tmux_->Keys({"Tab", "Enter"});  // OK from the list
+  Expect("Selezionare almeno una categoria");
+  tmux_->Keys({"Enter"});
+  Expect("Selezionare almeno una categoria", 0);
+  tmux_->Keys({"Space"});
+  Expect("[x] 01");
+  tmux_->Keys({"Tab", "Tab", "Enter"});  // OK, Annulla
   EXPECT_EQ(ExitCode(), 1) << tmux_->Screen();
   EXPECT_EQ(Articles(destination), "");
   EXPECT_EQ(Column(destination, "SELECT COUNT(*) FROM CATEGORIA"), "0");
