@@ -83,7 +83,8 @@ void AddRunOptions(CLI::App& run, RunOptions& o) {
   run.add_option("--category", o.categories, "a category to check in the dialog (repeatable; alone: --choice 0)")
       ->expected(1)
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-  run.add_option("--settings", o.settings_file, "file of what dialogs remember\n(default: $XDG_CONFIG_HOME or ~/.config, then tarvo-exchange/settings.ini)")
+  run.add_option("--settings", o.settings_file,
+                 "file of what dialogs remember\n(default: $XDG_CONFIG_HOME or ~/.config, then tarvo-exchange/settings.ini)")
       ->envname("TARVO_EXCHANGE_SETTINGS");
 }
 }  // namespace
