@@ -182,4 +182,14 @@ CString PartnerFilePath(const CString& folder, const CString& name) {
   return folder.empty() ? name : folder + "\\" + name;
 }
 
+CFixedLengthReader::CFixedLengthReader(const CString& path, size_t length)
+    : bytes_(ReadFileBytes(path)), length_(length) {}
+
+bool CFixedLengthReader::Next(CFixedWidthLine& record) {
+  if (length_ == 0 || bytes_.size() - pos_ < length_) return false;
+  record = CFixedWidthLine(bytes_.substr(pos_, length_));
+  pos_ += length_;
+  return true;
+}
+
 }  // namespace tarvo::partner

@@ -125,6 +125,21 @@ class CFixedWidthWriter {
   int records_ = 0;
 };
 
+// A partner file of fixed-length records, read as binary in one piece: Next gives the next
+// `length` bytes as a line (line ends included where the layout has them); a shorter remainder
+// at the end is no record and ends the file. Throws tarvo::CFileException when the file cannot
+// be read.
+class CFixedLengthReader {
+ public:
+  CFixedLengthReader(const CString& path, size_t length);
+  bool Next(CFixedWidthLine& record);
+
+ private:
+  CString bytes_;
+  size_t length_;
+  size_t pos_ = 0;
+};
+
 // A partner file's path: the bare name when the folder is empty, else folder + "\" + name, joined
 // without looking for a separator already at the end of the folder (as the partners expect it in
 // the log). Open the result through NativePath.
