@@ -4,6 +4,9 @@
 #include "xmlengine/tarvo_exchange_xml.h"
 
 #include "dbexchange/exchange_articoli.h"
+#include "partners/pellor/export_pellor_ordini.h"
+#include "partners/pellor/import_pellor_articoli.h"
+#include "partners/pellor/import_solvar_pellor_articoli.h"
 #include "partners/solvar/export_solvar_articoli.h"
 
 namespace {
@@ -30,8 +33,8 @@ const std::vector<ProcedureEntry>& KnownProcedures() {
       {13, "CTarvoImportSolvarProvvigioni", "Importazione provvigioni Solvar", nullptr},
       {14, "CTarvoImportAgenteClienti", "Importazione clienti inseriti dall'agente", nullptr},
       {15, "CTarvoImportGiacenze", "Importazione giacenze di magazzino", nullptr},
-      {16, "CTarvoImportPellorArticoli", "Importazione articoli Pellor con foto", nullptr},
-      {17, "CTarvoImportSolvarPellorArticoli", "Importazione combinata articoli", nullptr},
+      {16, "CTarvoImportPellorArticoli", "Importazione articoli Pellor con foto", Make<CTarvoImportPellorArticoli>},
+      {17, "CTarvoImportSolvarPellorArticoli", "Importazione combinata articoli", Make<CTarvoImportSolvarPellorArticoli>},
       {21, "CTarvoImportSolvarArticoliNuovi", "Importazione nuovi articoli Solvar", nullptr},
       {1001, "CTarvoExportMediaCatalogo", "Esportazione catalogo multimediale XML", nullptr},
       {1002, "CTarvoExportWebArticoli", "Esportazione articoli verso database web/agente", Make<CTarvoExportWebArticoli>},
@@ -43,7 +46,7 @@ const std::vector<ProcedureEntry>& KnownProcedures() {
       {1008, "CTarvoExportSolvarArticoli", "Esportazione anagrafica articoli Solvar", Make<CTarvoExportSolvarArticoli>},
       {1009, "CTarvoExportWebFatture", "Esportazione fatture verso database agente", nullptr},
       {1010, "CTarvoExportWebProvvigioni", "Esportazione provvigioni verso database agente", nullptr},
-      {1012, "CTarvoExportPellorOrdini", "Esportazione ordini Pellor", nullptr},
+      {1012, "CTarvoExportPellorOrdini", "Esportazione ordini Pellor", Make<CTarvoExportPellorOrdini>},
   };
   return table;
 }
