@@ -6,6 +6,7 @@
 #include "dbexchange/exchange_articoli.h"
 #include "partners/solvar/export_solvar_articoli.h"
 #include "partners/solvar/import_solvar_articoli.h"
+#include "partners/solvar/import_solvar_azienda.h"
 #include "partners/solvar/import_solvar_classificazione_articoli.h"
 #include "partners/solvar/import_solvar_provvigioni.h"
 
@@ -22,7 +23,7 @@ const std::vector<ProcedureEntry>& KnownProcedures() {
   static const std::vector<ProcedureEntry> table = {
       {1, "CTarvoImportWebArticoli", "Importazione articoli da database web/agente", Make<CTarvoImportWebArticoli>},
       {2, "CTarvoImportSolvarArticoli", "Importazione anagrafica articoli Solvar", Make<CTarvoImportSolvarArticoli>},
-      {3, "CTarvoImportSolvarAzienda", "Importazione clienti Solvar", nullptr},
+      {3, "CTarvoImportSolvarAzienda", "Importazione clienti Solvar", Make<CTarvoImportSolvarAzienda>},
       {4, "CTarvoImportWebOrdini", "Importazione ordini da database web/agente", nullptr},
       {5, "CTarvoHttpDownload", "Scaricamento foto articoli via HTTP", nullptr},
       {6, "CTarvoImportSolvarStatoOrdini", "Importazione stato ordini Solvar", nullptr},

@@ -3,6 +3,7 @@
 #include <ctime>
 #include <functional>
 
+#include "dbexchange/customer_resolution.h"
 #include "dbexchange/record_transfer.h"
 #include "partners/solvar/solvar_files.h"
 #include "partners/solvar/solvar_import.h"
@@ -214,7 +215,7 @@ int CTarvoImportSolvarArticoli::Run() {
   const std::time_t start = std::time(nullptr);
   bool started = true;
   try {
-    m_pInDatabase->BeginTrans();
+    tarvo::exchange::BeginWriteTransaction(*m_pInDatabase);
   } catch (const CDBException& e) {
     Log(" - Errore database  " + e.m_strError, TMS_NONE);
     started = false;

@@ -2,6 +2,7 @@
 
 #include <ctime>
 
+#include "dbexchange/customer_resolution.h"
 #include "dbexchange/record_transfer.h"
 #include "partners/solvar/solvar_files.h"
 #include "partners/solvar/solvar_import.h"
@@ -14,6 +15,7 @@
 using tarvo::StrFormat;
 using tarvo::W;
 using tarvo::exchange::DoubleQuotes;
+using tarvo::exchange::FindCompany;
 using tarvo::exchange::FindRow;
 using namespace tarvo::partner;
 using namespace tarvo::solvar;
@@ -44,8 +46,7 @@ void CTarvoImportSolvarProvvigioni::ImportProvvigione(const CFixedWidthLine& lin
     return;
   }
   const CString name = text("RAGIONESOCIALE"), vat = text("PARTITAIVA"), taxCode = text("CODICEFISCALE");
-  if (!FindRow(s.aziende, StrFormat("( PARTITAIVA = '%s' ) OR ( CODICEFISCALE = '%s' )", DoubleQuotes(vat).c_str(),
-                                    DoubleQuotes(taxCode).c_str()))) {
+  if (!FindCompany(s.aziende, vat, taxCode)) {
     Log(StrFormat(" - Cliente non trovato: linea ignorata (%s - PIVA %s - COD FIS %s).", name.c_str(), vat.c_str(),
                   taxCode.c_str()),
         TMS_NONE);
@@ -81,7 +82,7 @@ int CTarvoImportSolvarProvvigioni::Run() {
   }
   int result = 0;
   try {
-    m_pInDatabase->BeginTrans();
+    tarvo::exchange::BeginWriteTransaction(*m_pInDatabase);
     const std::time_t start = std::time(nullptr);
     Log("Inizio importazione provvigioni", TMS_NONE);
     CRecordSets sets(m_pInDatabase);
