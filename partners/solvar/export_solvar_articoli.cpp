@@ -174,8 +174,7 @@ int CTarvoExportSolvarArticoli::Run() {
     }
   }
 
-  const CString elapsed = FormatElapsed(static_cast<long long>(std::time(nullptr) - start));
-  CString summary;
+  const CString summary = RunSummary(result == 1, start);
   // The reads ran in one transaction; ending it changes nothing in the database.
   try {
     if (result == 1) m_pOutDatabase->CommitTrans();
@@ -183,8 +182,6 @@ int CTarvoExportSolvarArticoli::Run() {
   } catch (const CDBException& e) {
     Log("- Errore database: " + e.m_strError, TMS_NONE);
   }
-  if (result == 1) summary = StrFormat("Importazione dati terminata con successo: %s.", elapsed.c_str());
-  else summary = StrFormat("Importazione dati terminata con errori: %s.", elapsed.c_str());
   Log(summary, TMS_NONE);
   Log("Operazione completata.", TMS_NONE);
   CloseOutDatabase();

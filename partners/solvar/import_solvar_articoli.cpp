@@ -258,9 +258,7 @@ int CTarvoImportSolvarArticoli::Run() {
       if (read == EReadResult::kDone) {
         GetAlberoFromFile();
         m_pInDatabase->ExecuteSQL("DELETE FROM LOG_MAGAZZINO");
-        Log(StrFormat("Importazione dati terminata con successo: %s.",
-                      FormatElapsed(static_cast<long long>(std::time(nullptr) - start)).c_str()),
-            TMS_NONE);
+        Log(RunSummary(true, start), TMS_NONE);
         m_pInDatabase->CommitTrans();
         Log("Operazione completata con successo.", TMS_NONE);
       } else {

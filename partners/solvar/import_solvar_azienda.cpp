@@ -53,38 +53,40 @@ CString UpperCase(CString text) {
   return text;
 }
 
-// The lines of sconti.txt and pagam.txt are trimmed before their fields are cut.
-CFixedWidthLine Trimmed(const CFixedWidthLine& line) { return CFixedWidthLine(tarvo::Trim(line.Line(), " \t")); }
-
 }  // namespace
+
+EReadResult CTarvoImportSolvarAzienda::ReadTermsFile(const char* name, const CReadStepWords& words,
+                                                     const std::function<bool(const CFixedWidthLine&)>& store) {
+  return ReadFileStep(*this, name, words, [&](const CFixedWidthLine& raw, int number) {
+    if (CtrlEventStop()) return false;
+    const CFixedWidthLine line(tarvo::Trim(raw.Line(), " \t"));  // trimmed before the fields are cut
+    if (line.Length() > 0 && !store(line))
+      Log(StrFormat("Linea %d ignorata: %s", number, line.Line().c_str()), TMS_NONE);
+    return true;
+  });
+}
 
 int CTarvoImportSolvarAzienda::GetScontiFromFile() {
   CScontoSet& sconti = m_pSets->sconti;
   const CRecordLayout& layout = ScontiLayout();
   EReadResult read = EReadResult::kDone;
   try {
-    read = ReadFileStep(*this, kFileSconti,
-                        {" - Lettura file Sconti...", " - Lettura file Sconti terminata con successo.",
-                         " - Lettura file Sconti fallita."},
-                        [&](const CFixedWidthLine& raw, int number) {
-                          if (CtrlEventStop()) return false;
-                          const CFixedWidthLine line = Trimmed(raw);
-                          if (line.Length() == 0) return true;
-                          const CString code = line.Text(FieldOf(layout, "ID"));
-                          if (code.empty()) {
-                            Log(StrFormat("Linea %d ignorata: %s", number, line.Line().c_str()), TMS_NONE);
-                            return true;
-                          }
-                          if (!AddOrEdit(sconti, StrFormat("ID = '%s'", DoubleQuotes(code).c_str()))) sconti.m_ID = code;
-                          sconti.m_DESCRIZIONE = "SCONTO " + code;
-                          sconti.m_SCONTO_1 = line.DecimalText(FieldOf(layout, "SCONTO_1"));
-                          sconti.m_SCONTO_2 = line.DecimalText(FieldOf(layout, "SCONTO_2"));
-                          sconti.m_SCONTO_3 = "0.0";
-                          sconti.m_SCONTO_4 = "0.0";
-                          sconti.m_SCONTO_5 = line.DecimalText(FieldOf(layout, "SCONTO_5"));
-                          sconti.Update();
-                          return true;
-                        });
+    read = ReadTermsFile(kFileSconti,
+                         {" - Lettura file Sconti...", " - Lettura file Sconti terminata con successo.",
+                          " - Lettura file Sconti fallita."},
+                         [&](const CFixedWidthLine& line) {
+                           const CString code = line.Text(FieldOf(layout, "ID"));
+                           if (code.empty()) return false;
+                           if (!AddOrEdit(sconti, StrFormat("ID = '%s'", DoubleQuotes(code).c_str()))) sconti.m_ID = code;
+                           sconti.m_DESCRIZIONE = "SCONTO " + code;
+                           sconti.m_SCONTO_1 = line.DecimalText(FieldOf(layout, "SCONTO_1"));
+                           sconti.m_SCONTO_2 = line.DecimalText(FieldOf(layout, "SCONTO_2"));
+                           sconti.m_SCONTO_3 = "0.0";
+                           sconti.m_SCONTO_4 = "0.0";
+                           sconti.m_SCONTO_5 = line.DecimalText(FieldOf(layout, "SCONTO_5"));
+                           sconti.Update();
+                           return true;
+                         });
   } catch (const tarvo::CException& e) {
     Log(e.GetErrorMessage(), TMS_NONE);  // the reading ends there; the step still succeeds
     return 1;
@@ -100,35 +102,29 @@ int CTarvoImportSolvarAzienda::GetScontiFromFile() {
 int CTarvoImportSolvarAzienda::GetFormulaPagamentoFile() {
   CFormulaPagamentoSet& formule = m_pSets->formule;
   const CRecordLayout& layout = PagamentiLayout();
-  const char* const interrupted = " - Lettura file forumla pagamento interrotta.";
   EReadResult read = EReadResult::kDone;
   try {
-    read = ReadFileStep(*this, kFilePagamenti,
-                        {" - Lettura file formula pagamento...",
-                         " - Lettura file forumla pagamento terminata con successo.",
-                         " - Lettura file forumla pagamento fallita."},
-                        [&](const CFixedWidthLine& raw, int number) {
-                          if (CtrlEventStop()) return false;
-                          const CFixedWidthLine line = Trimmed(raw);
-                          if (line.Length() == 0) return true;
-                          const CString code = line.Text(FieldOf(layout, "ID"));
-                          const CString description = line.Text(FieldOf(layout, "DESCRIZIONE"), CFixedWidthLine::ETrim::kBoth);
-                          if (code.empty() || description.empty()) {
-                            Log(StrFormat("Linea %d ignorata: %s", number, line.Line().c_str()), TMS_NONE);
-                            return true;
-                          }
-                          // The code is pasted as it stands: it is the key itself.
-                          if (!AddOrEdit(formule, "ID = " + code)) formule.m_ID = TextToLong(code);
-                          formule.m_DESCRIZIONE = description + "[" + code + "]";
-                          formule.Update();
-                          return true;
-                        });
+    read = ReadTermsFile(kFilePagamenti,
+                         {" - Lettura file formula pagamento...",
+                          " - Lettura file forumla pagamento terminata con successo.",
+                          " - Lettura file forumla pagamento fallita."},
+                         [&](const CFixedWidthLine& line) {
+                           const CString code = line.Text(FieldOf(layout, "ID"));
+                           const CString description =
+                               line.Text(FieldOf(layout, "DESCRIZIONE"), CFixedWidthLine::ETrim::kBoth);
+                           if (code.empty() || description.empty()) return false;
+                           // The code is pasted as it stands: it is the key itself.
+                           if (!AddOrEdit(formule, "ID = " + code)) formule.m_ID = TextToLong(code);
+                           formule.m_DESCRIZIONE = description + "[" + code + "]";
+                           formule.Update();
+                           return true;
+                         });
   } catch (const tarvo::CException& e) {
     Log(e.GetErrorMessage(), TMS_NONE);
     read = EReadResult::kStopped;
   }
   if (read == EReadResult::kFileError) return 0;
-  if (read == EReadResult::kStopped) Log(interrupted, TMS_NONE);
+  if (read == EReadResult::kStopped) Log(" - Lettura file forumla pagamento interrotta.", TMS_NONE);
   return 1;
 }
 

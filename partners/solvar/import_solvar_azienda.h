@@ -10,11 +10,10 @@
 // discount classes are read).
 #pragma once
 
-#include "framework/tarvo_import.h"
+#include <functional>
 
-namespace tarvo::partner {
-class CFixedWidthLine;
-}
+#include "framework/tarvo_import.h"
+#include "partners/solvar/solvar_import.h"
 
 class CTarvoImportSolvarAzienda : public CTarvoImport {
  public:
@@ -31,6 +30,10 @@ class CTarvoImportSolvarAzienda : public CTarvoImport {
 
  private:
   struct CRecordSets;
+  // Reads sconti.txt or pagam.txt: a stop ends the reading, each line is trimmed, empty ones are
+  // skipped, and a line `store` refuses (false) is logged as ignored.
+  tarvo::solvar::EReadResult ReadTermsFile(const char* name, const tarvo::solvar::CReadStepWords& words,
+                                           const std::function<bool(const tarvo::partner::CFixedWidthLine&)>& store);
   // One customer line. Throws CDBException (tarvo::CException for a value a column cannot take).
   void ImportCliente(const tarvo::partner::CFixedWidthLine& line, CRecordSets& sets);
   CRecordSets* m_pSets = nullptr;  // during Run

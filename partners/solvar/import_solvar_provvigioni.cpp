@@ -95,9 +95,7 @@ int CTarvoImportSolvarProvvigioni::Run() {
       return true;
     });
     if (read == EReadResult::kDone) {
-      Log(StrFormat("Importazione dati terminata con successo: %s.",
-                    FormatElapsed(static_cast<long long>(std::time(nullptr) - start)).c_str()),
-          TMS_NONE);
+      Log(RunSummary(true, start), TMS_NONE);
       result = 1;
     } else {
       Log("Importazione dati fallita.", TMS_NONE);

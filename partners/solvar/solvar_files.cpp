@@ -95,4 +95,10 @@ CString FormatElapsed(long long seconds) {
   return StrFormat("%02lldh:%02lldm:%02llds", inDay / 3600, inDay / 60 % 60, inDay % 60);
 }
 
+CString RunSummary(bool success, std::time_t start) {
+  const CString elapsed = FormatElapsed(static_cast<long long>(std::time(nullptr) - start));
+  return StrFormat(success ? "Importazione dati terminata con successo: %s." : "Importazione dati terminata con errori: %s.",
+                   elapsed.c_str());
+}
+
 }  // namespace tarvo::solvar

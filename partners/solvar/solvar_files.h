@@ -5,6 +5,8 @@
 // files are only read. Constant tables; thread-safe.
 #pragma once
 
+#include <ctime>
+
 #include "partners/fixed_width.h"
 
 namespace tarvo::solvar {
@@ -54,5 +56,9 @@ const partner::CRecordLayout& ProvvigioniLayout();
 // Elapsed seconds as the run summaries print them: "%Hh:%Mm:%Ss", hours within the day
 // ("00h:03m:27s").
 CString FormatElapsed(long long seconds);
+// The summary of a run begun at `start` (wall-clock seconds): "Importazione dati terminata con
+// successo: 00h:00m:02s." or, for a failed run, "Importazione dati terminata con errori: ...".
+// The exports say "Importazione" too.
+CString RunSummary(bool success, std::time_t start);
 
 }  // namespace tarvo::solvar
