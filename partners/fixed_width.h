@@ -33,7 +33,9 @@ enum class EFieldFormat {
 enum class EAlign { kLeft, kRight };
 
 struct CFieldSpec {
-  const char* name;  // for messages and tests only
+  // The column the field carries where the file maps one record class (a writer reads that
+  // column, a reader finds the field by it: FieldOf), else a word for messages.
+  const char* name;
   int offset;
   int width;
   EFieldFormat format = EFieldFormat::kText;
@@ -47,6 +49,10 @@ using CRecordLayout = std::vector<CFieldSpec>;
 
 // Number of values a layout takes (its fields minus the fillers).
 size_t ValueCount(const CRecordLayout& layout);
+// The names of the fields that take a value, in layout order (the columns a writer reads).
+std::vector<const char*> ValueNames(const CRecordLayout& layout);
+// The field of that name. Throws tarvo::CException (internal) when the layout has none.
+const CFieldSpec& FieldOf(const CRecordLayout& layout, const char* name);
 
 // One field written from its value as the layout says.
 CString FormatField(const CFieldSpec& field, const CString& value);
@@ -77,6 +83,10 @@ long TextToLong(const CString& text);
 CString FormatDate(const CDBTimestamp& date);
 // DDMMYY read back with the year 2000 + YY; nullopt unless six digits forming a valid day.
 std::optional<CDBTimestamp> ParseDate(const CString& ddmmyy);
+// The day of year/month/day (time 00:00:00) where a month or day outside its range rolls over as
+// the calendar does: month 13 is January of the next year, day 0 the last day of the month
+// before, month 30 of 2007 is June 2009.
+CDBTimestamp RolledDate(int year, int month, int day);
 
 // The fields of one record line as read from a file (line end already removed).
 class CFixedWidthLine {
@@ -106,6 +116,21 @@ class CFixedWidthLine {
 
  private:
   CString line_;
+};
+
+// A partner file read line by line as text: the line end (LF or CR LF) is removed, bytes pass
+// unchanged (Windows-1252). Throws tarvo::CFileException when the file cannot be opened or read.
+class CFixedWidthReader {
+ public:
+  explicit CFixedWidthReader(const CString& path);
+  // The next line; false at the end of the file. Counts the lines read, empty ones included.
+  bool Next(CString& line);
+  int LineNumber() const { return number_; }
+  void Close() { file_.Close(); }
+
+ private:
+  CStdioFile file_;
+  int number_ = 0;
 };
 
 // A partner file written record by record: created or truncated on open, every record followed
