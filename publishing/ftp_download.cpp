@@ -34,7 +34,10 @@ int CTarvoFtpDownload::Run() {
 
   Log(" - Creazione indice file foto da scaricare in corso", TMS_NONE);
   std::vector<CLocalPhoto> local;
-  if (!ListLocalFiles(*this, m_strInDir, false, local)) return finish(0);
+  if (!ListLocalFiles(*this, m_strInDir, false, local, error)) {
+    if (!error.empty()) Log("ERRORE: " + error, TMS_NONE);
+    return finish(0);
+  }
   for (const CLocalPhoto& photo : local) {
     auto it = index.find(photo.name);
     if (it == index.end()) DeleteLocalFile(LocalPath(m_strInDir, photo.name));

@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "partners/solvar/solvar_files.h"
+#include "platform/errors.h"
 #include "platform/files.h"
 #include "platform/host_ui.h"
 
@@ -62,10 +63,16 @@ CString LocalPath(const CString& folder, const CString& name) {
   return last == '\\' || last == '/' ? folder + name : folder + "\\" + name;
 }
 
-bool ListLocalFiles(CTarvoImport& procedure, const CString& folder, bool skipHidden, std::vector<CLocalPhoto>& files) {
+bool ListLocalFiles(CTarvoImport& procedure, const CString& folder, bool skipHidden, std::vector<CLocalPhoto>& files,
+                    CString& error) {
   files.clear();
+  error.clear();
   std::error_code ec;
   std::filesystem::directory_iterator it(NativePath(folder.empty() ? CString(".") : folder), ec), end;
+  if (ec) {
+    error = "impossibile leggere la cartella " + folder + ": " + SystemErrorText(ec.value());
+    return false;
+  }
   for (; !ec && it != end; it.increment(ec)) {
     if (procedure.CtrlEventStop()) return false;
     CString name = it->path().filename().string();

@@ -55,8 +55,11 @@ CString RemotePath(const CString& folder, const CString& name);
 CString LocalPath(const CString& folder, const CString& name);
 
 // Files of a local folder, one level, without folders (and without hidden files when
-// `skipHidden`). Tests the stop event before each entry: false when stopped.
-bool ListLocalFiles(CTarvoImport& procedure, const CString& folder, bool skipHidden, std::vector<CLocalPhoto>& files);
+// `skipHidden`). Tests the stop event before each entry. False when stopped (`error` empty) or
+// when the folder cannot be read (`error` says why): a mirror must not take a missing folder for
+// an empty one.
+bool ListLocalFiles(CTarvoImport& procedure, const CString& folder, bool skipHidden, std::vector<CLocalPhoto>& files,
+                    CString& error);
 // Files of a remote folder (folders left out), stop test before each entry. False when stopped
 // (`stopped` set) or when the listing failed (`error` holds the reason).
 bool ListRemoteFiles(CTarvoImport& procedure, CFtpClient& client, const CString& folder,

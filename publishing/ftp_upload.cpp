@@ -40,7 +40,11 @@ int CTarvoFtpUpload::Run() {
 
   Log(" - Creazione indice file foto presenti sul computer locale in corso", TMS_NONE);
   std::vector<CLocalPhoto> local;
-  if (!ListLocalFiles(*this, m_strInDir, true, local)) return stopped();
+  CString error;
+  if (!ListLocalFiles(*this, m_strInDir, true, local, error)) {
+    if (!error.empty()) Log("ERRORE: " + error, TMS_NONE);
+    return stopped();
+  }
   std::map<CString, std::time_t> index;
   for (const CLocalPhoto& photo : local) index[photo.name] = photo.modified;
   Log(" - Creazione indice file foto presenti sul computer locale terminata", TMS_NONE);
@@ -48,7 +52,6 @@ int CTarvoFtpUpload::Run() {
   Log(" - Creazione indice file foto da caricare sul server remoto in corso", TMS_NONE);
   std::vector<CFtpFileInfo> remote;
   bool stop = false;
-  CString error;
   if (ListRemoteFiles(*this, ftp, m_strFtpFolder, remote, stop, error)) {
     for (const CFtpFileInfo& file : remote) {
       auto it = index.find(Title(file.name));

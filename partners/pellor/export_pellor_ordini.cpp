@@ -69,21 +69,25 @@ CString CTarvoExportPellorOrdini::CreaRigaOrdine(const CVociDocumentoSet& row) {
   return WithoutPoints(StrFormat("%13.13s", row.m_ID_ARTICOLO.c_str()) + numbers + marker + "\r\n");
 }
 
+CTarvoExportPellorOrdini::EOrderEnd CTarvoExportPellorOrdini::AskNextOrder(const CString& prefix,
+                                                                          const char* batchLine) {
+  if (!m_bVerbose) {
+    Log(W(batchLine), TMS_NONE);
+    return EOrderEnd::kNext;
+  }
+  if (AfxAskYesNo(prefix + W("Si è verificato un errore durante l'esportazione.\n\nContinuare con l'ordine successivo?"),
+                  true))
+    return EOrderEnd::kNext;
+  Log(" - Esportazione ordini interrotta dall'utente", TMS_NONE);
+  return EOrderEnd::kAbort;
+}
+
 CTarvoExportPellorOrdini::EOrderEnd CTarvoExportPellorOrdini::FileError(const CString& message,
                                                                        const CString& failureLine) {
   const CString error = "ERRORE: " + message.substr(0, 1023);
   Log(error, TMS_NONE);
   Log(failureLine, TMS_NONE);
-  if (m_bVerbose) {
-    if (!AfxAskYesNo(error + W("\nSi è verificato un errore durante l'esportazione.\n\nContinuare con l'ordine successivo?"),
-                     true)) {
-      Log(" - Esportazione ordini interrotta dall'utente", TMS_NONE);
-      return EOrderEnd::kAbort;
-    }
-  } else {
-    Log(W("Si è verificato un errore durante l'esportazione."), TMS_NONE);
-  }
-  return EOrderEnd::kNext;
+  return AskNextOrder(error + "\n", "Si è verificato un errore durante l'esportazione.");
 }
 
 CTarvoExportPellorOrdini::EOrderEnd CTarvoExportPellorOrdini::ExportOrdine(CDocumentoSet& order) {
@@ -101,16 +105,7 @@ CTarvoExportPellorOrdini::EOrderEnd CTarvoExportPellorOrdini::ExportOrdine(CDocu
     Log(OrderLine(order, name, "(intestazione) ", "ERRORE!"), TMS_NONE);
     file.Close();
     std::remove(NativePath(path).c_str());
-    if (m_bVerbose) {
-      if (!AfxAskYesNo(W("Si è verificato un errore durante l'esportazione.\n\nContinuare con l'ordine successivo?"),
-                       true)) {
-        Log(" - Esportazione ordini interrotta dall'utente", TMS_NONE);
-        return EOrderEnd::kAbort;
-      }
-    } else {
-      Log(W("Si è verificato un errore durante l'esportazione"), TMS_NONE);
-    }
-    return EOrderEnd::kNext;
+    return AskNextOrder("", "Si è verificato un errore durante l'esportazione");
   }
   try {
     file.WriteString(header);

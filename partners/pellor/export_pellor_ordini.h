@@ -27,6 +27,9 @@ class CTarvoExportPellorOrdini : public CTarvoImport {
  private:
   enum class EOrderEnd { kDone, kNext, kAbort };
   EOrderEnd ExportOrdine(CDocumentoSet& order);
+  // The question whether to go on with the next order (`prefix` before it), or without questions
+  // `batchLine` logged; kAbort when the user said No.
+  EOrderEnd AskNextOrder(const CString& prefix, const char* batchLine);
   // The file error of steps that may go on with the next order; kAbort when the user said No.
   EOrderEnd FileError(const CString& message, const CString& failureLine);
 

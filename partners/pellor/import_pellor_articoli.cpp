@@ -92,8 +92,9 @@ bool CTarvoImportPellorArticoli::GetFotoInfoFromFile() {
 bool CTarvoImportPellorArticoli::IndexLocalPhotos() {
   Log(" - Creazione indice delle foto in corso", TMS_NONE);
   std::vector<CLocalPhoto> files;
-  if (!ListLocalFiles(*this, m_strOutDir, false, files)) {
-    Log(" - Creazione indice delle foto INTERROTTA dall'utente", TMS_NONE);
+  CString error;
+  if (!ListLocalFiles(*this, m_strOutDir, false, files, error)) {
+    Log(error.empty() ? CString(" - Creazione indice delle foto INTERROTTA dall'utente") : "ERRORE: " + error, TMS_NONE);
     return false;
   }
   for (const CLocalPhoto& photo : files) {

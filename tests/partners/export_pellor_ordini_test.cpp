@@ -9,9 +9,8 @@
 #include "partners/order_file_fields.h"
 #include "platform/records/documento_set.h"
 #include "platform/records/voci_documento_set.h"
-#include "platform/settings.h"
 #include "support/recording_window.h"
-#include "support/test_db.h"
+#include "pellor_fixture.h"
 
 using namespace tarvo;
 using namespace tarvo::partner;
@@ -43,25 +42,14 @@ TEST(OrderFileFields, LocalityTaxIdentifierAndNotes) {
   EXPECT_EQ(OneLine("uno\r\ndue\ntre"), "uno due tre");
 }
 
-class PellorOrderExport : public DbTest {
+class PellorOrderExport : public PellorDemoCompany {
  protected:
-  void SetUp() override {
-    DbTest::SetUp();
-    if (IsSkipped() || HasFailure()) return;
-    db_ = &NewDatabase();
-    db_->LoadSchema("company.sql");
-    db_->LoadSchema("demo/demo.sql");
-    CUserAdministrator::SetCurrentUser(3, 1, 1);
-  }
   std::vector<std::string> States() {
-    std::vector<std::string> states;
-    CODBCRecordset rs(&db_->Db());
-    for (rs.Open("SELECT NUMERO, ID_STATO_ORDINE FROM DOCUMENTO WHERE ID_CAUSALE = 15 ORDER BY NUMERO"); !rs.IsEOF();
-         rs.MoveNext())
-      states.push_back(rs.Field(0).AsString() + ":" + rs.Field(1).AsString());
-    return states;
+    return Column("SELECT " + Concat("NUMERO", "ID_STATO_ORDINE") + " FROM DOCUMENTO WHERE ID_CAUSALE = 15 ORDER BY NUMERO");
   }
-  ScratchDatabase* db_ = nullptr;
+  static std::string Concat(const char* a, const char* b) {
+    return "CAST(" + std::string(a) + " AS VARCHAR(10)) || ':' || CAST(" + b + " AS VARCHAR(10))";
+  }
 };
 
 // Order A/5 of the demo, field by field as the layout lists them.
@@ -80,9 +68,9 @@ TEST_P(PellorOrderExport, HeaderAndRowsOfTheDemoOrderMatchTheLayout) {
       "       CAR005" "000000100" "000001000" "0000010000" "00000000320000" "00000" "00000" "000000010000" " \r\n",
   };
   CTarvoExportPellorOrdini p;
-  CDatabase* db = new CDatabase;
-  ASSERT_TRUE(CConnectionAdministrator::ConnectDatabase(*db, db_->Config()));
-  p.SetOutDatabase(db);
+  p.SetSrcConfig(db_->Config());
+  ASSERT_TRUE(p.OpenOutDatabase(true));
+  CDatabase* db = p.GetOutDatabase();
   CDocumentoSet order(db);
   order.m_strFilter = "ID = 5";
   order.Open();

@@ -12,26 +12,16 @@
 #include "partners/pellor/import_pellor_articoli.h"
 #include "partners/pellor/import_solvar_pellor_articoli.h"
 #include "platform/files.h"
-#include "platform/settings.h"
 #include "platform/zip_archive.h"
 #include "support/ftp_server.h"
 #include "support/recording_window.h"
 #include "support/subprocess.h"
-#include "support/test_db.h"
+#include "pellor_fixture.h"
 
 using namespace tarvo;
 using namespace tarvo::test;
 
 namespace {
-
-// First column of every row of a query, as text.
-std::vector<std::string> Column(CDatabase& db, const std::string& sql) {
-  std::vector<std::string> values;
-  CODBCRecordset rs(&db);
-  rs.Open(sql);
-  for (; !rs.IsEOF(); rs.MoveNext()) values.push_back(rs.Field(0).IsNull() ? "<null>" : rs.Field(0).AsString());
-  return values;
-}
 
 std::set<std::string> FilesIn(const std::string& folder) {
   std::set<std::string> names;
@@ -43,25 +33,31 @@ bool Has(const std::vector<std::string>& lines, const std::string& text) {
   return std::find(lines.begin(), lines.end(), text) != lines.end();
 }
 
-class PellorImport : public DbTest {
+class PellorImport : public PellorDemoCompany {
  protected:
   void SetUp() override {
-    DbTest::SetUp();
+    PellorDemoCompany::SetUp();
     if (IsSkipped() || HasFailure()) return;
-    db_ = &NewDatabase();
-    db_->LoadSchema("company.sql");
-    db_->LoadSchema("demo/demo.sql");
-    CUserAdministrator::SetCurrentUser(3, 1, 1);
     ProcessResult made = RunProcess(
         {"/usr/bin/python3", std::string(TARVO_SOURCE_DIR) + "/scripts/make_pellor_sample.py", package_.Path()});
     ASSERT_EQ(made.exit_code, 0) << made.err;
   }
 
+  // Procedure 16 on the loopback server's folder `remote`, unpacking into `out`.
+  static void Configure(CTarvoImportPellorArticoli& p, const FtpServer& server, const char* remote,
+                        const std::string& out) {
+    p.SetFtpServer(server.Address());
+    p.SetFtpUID("foto");
+    p.SetFtpPWD("segreta");
+    p.SetInDir(remote);
+    p.SetOutDir(out);
+  }
+
   // The articles, categories and stock rows, in one text per table, to compare before and after.
   std::vector<std::string> Snapshot() {
-    return {Join(Column(db_->Db(), "SELECT ID || ':' || COALESCE(DESCRIZIONE, '') FROM ARTICOLO ORDER BY ID")),
-            Join(Column(db_->Db(), "SELECT ID FROM CATEGORIA ORDER BY ID")),
-            Join(Column(db_->Db(), "SELECT ID_ARTICOLO FROM MOVIMENTO_ARTICOLO_DEPOSITO ORDER BY 1"))};
+    return {Join(Column("SELECT ID || ':' || COALESCE(DESCRIZIONE, '') FROM ARTICOLO ORDER BY ID")),
+            Join(Column("SELECT ID FROM CATEGORIA ORDER BY ID")),
+            Join(Column("SELECT ID_ARTICOLO FROM MOVIMENTO_ARTICOLO_DEPOSITO ORDER BY 1"))};
   }
   static std::string Join(const std::vector<std::string>& values) {
     std::string text;
@@ -89,7 +85,6 @@ class PellorImport : public DbTest {
     ASSERT_TRUE(zip.Unzip(unpacked_.Path(), true));
   }
 
-  ScratchDatabase* db_ = nullptr;
   TempDir package_, unpacked_;
   CEvent stop_;
 };
@@ -107,11 +102,7 @@ TEST_P(PellorImport, FetchesThePackageMirrorsThePhotosAndReplacesTheArticleMaste
   ::utime(out.File("PEL002.jpg").c_str(), &old);
 
   CTarvoImportPellorArticoli p;
-  p.SetFtpServer(server.Address());
-  p.SetFtpUID("foto");
-  p.SetFtpPWD("segreta");
-  p.SetInDir("\\pellor");
-  p.SetOutDir(out.Path());
+  Configure(p, server, "\\pellor", out.Path());
   std::vector<std::string> lines;
   ASSERT_EQ(Run(p, lines), 1) << testing::PrintToString(lines);
 
@@ -128,23 +119,22 @@ TEST_P(PellorImport, FetchesThePackageMirrorsThePhotosAndReplacesTheArticleMaste
   EXPECT_EQ(st.st_mtime, std::mktime(&stamp)) << "stamped with the listed time";
 
   // Articles used by documents stay (ALI001 updated from the file), unused ones not in the file go.
-  CDatabase& db = db_->Db();
-  std::vector<std::string> ids = Column(db, "SELECT ID FROM ARTICOLO ORDER BY ID");
+  std::vector<std::string> ids = Column("SELECT ID FROM ARTICOLO ORDER BY ID");
   std::vector<std::string> used = Column(
-      db, "SELECT DISTINCT ID_ARTICOLO FROM VOCI_DOCUMENTO WHERE ID_ARTICOLO IS NOT NULL ORDER BY ID_ARTICOLO");
+      "SELECT DISTINCT ID_ARTICOLO FROM VOCI_DOCUMENTO WHERE ID_ARTICOLO IS NOT NULL ORDER BY ID_ARTICOLO");
   std::set<std::string> expected(used.begin(), used.end());
   expected.insert({"ALI001", "PEL001", "PEL002", "PEL003"});
   EXPECT_EQ(std::set<std::string>(ids.begin(), ids.end()), expected);
-  EXPECT_EQ(Column(db, "SELECT CODICE_BARRE || '|' || DESCRIZIONE || '|' || DESCRIZIONE_BREVE || '|' || CODICE_IVA "
+  EXPECT_EQ(Column("SELECT CODICE_BARRE || '|' || DESCRIZIONE || '|' || DESCRIZIONE_BREVE || '|' || CODICE_IVA "
                        "|| '|' || ID_CATEGORIA || '|' || FOTO || '|' || CONFEZIONE FROM ARTICOLO WHERE ID = 'ALI001'"),
             std::vector<std::string>{"0000000ALI001|Spaghetti di semola 500 g (Pellor)|Art. ALI001|20|001|ALI001.jpg|24"});
-  EXPECT_EQ(Column(db, "SELECT PREZZO FROM ARTICOLO WHERE ID = 'PEL001'").at(0).substr(0, 3), "6.5");
-  EXPECT_EQ(Column(db, "SELECT CONFEZIONE FROM ARTICOLO WHERE ID = 'PEL002'"), std::vector<std::string>{"1"});
-  EXPECT_EQ(Column(db, "SELECT ID || ':' || DESCRIZIONE || ':' || F_PUBBLICA FROM CATEGORIA ORDER BY ID"),
+  EXPECT_EQ(Column("SELECT PREZZO FROM ARTICOLO WHERE ID = 'PEL001'").at(0).substr(0, 3), "6.5");
+  EXPECT_EQ(Column("SELECT CONFEZIONE FROM ARTICOLO WHERE ID = 'PEL002'"), std::vector<std::string>{"1"});
+  EXPECT_EQ(Column("SELECT ID || ':' || DESCRIZIONE || ':' || F_PUBBLICA FROM CATEGORIA ORDER BY ID"),
             (std::vector<std::string>{"001:Alimentari:1", "002:Categoria 002:1", "007:~ Fuori catalogo:1"}));
-  EXPECT_EQ(Column(db, "SELECT ID_ARTICOLO FROM MOVIMENTO_ARTICOLO_DEPOSITO ORDER BY ID_ARTICOLO"),
+  EXPECT_EQ(Column("SELECT ID_ARTICOLO FROM MOVIMENTO_ARTICOLO_DEPOSITO ORDER BY ID_ARTICOLO"),
             (std::vector<std::string>{"ALI001", "PEL001"}));
-  EXPECT_EQ(Column(db, "SELECT GIACENZA FROM MOVIMENTO_ARTICOLO_DEPOSITO WHERE ID_ARTICOLO = 'ALI001'").at(0).substr(0, 3),
+  EXPECT_EQ(Column("SELECT GIACENZA FROM MOVIMENTO_ARTICOLO_DEPOSITO WHERE ID_ARTICOLO = 'ALI001'").at(0).substr(0, 3),
             "120");
   EXPECT_TRUE(Has(lines, W("      diponibilità articolo ZZZ999 non aggiornata")));
 }
@@ -227,11 +217,7 @@ TEST_P(PellorImport, AnArchiveThatIsMissingOrClimbsOutIsRefusedAndNothingIsUpdat
       WriteFileBytes(server.RootFile("pellor/archivi.zip"), bytes);
     }
     CTarvoImportPellorArticoli p;
-    p.SetFtpServer(server.Address());
-    p.SetFtpUID("foto");
-    p.SetFtpPWD("segreta");
-    p.SetInDir("pellor");
-    p.SetOutDir(out.Path());
+    Configure(p, server, "pellor", out.Path());
     std::vector<std::string> lines;
     EXPECT_EQ(Run(p, lines), 0);
     EXPECT_TRUE(Has(lines, present ? " - Estrazione archivi da " + out.Path() + "\\archivi.zip ERRORE!"

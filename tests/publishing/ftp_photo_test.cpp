@@ -162,7 +162,7 @@ INSTANTIATE_TEST_SUITE_P(Servers, FtpPhotoTest,
 
 // --- error paths ---
 
-TEST_P(FtpPhotoTest, ConnectionFailuresEndTheRunWithoutShowingThePassword) {
+TEST_P(FtpPhotoTest, FailuresToConnectOrToReadTheFolderEndTheRunAndDeleteNothing) {
   std::vector<std::string> lines;
   EXPECT_EQ(Run<CTarvoFtpUpload>(local_.Path(), &lines, "sbagliata"), 0);
   ASSERT_GE(lines.size(), 2u);
@@ -172,6 +172,11 @@ TEST_P(FtpPhotoTest, ConnectionFailuresEndTheRunWithoutShowingThePassword) {
   EXPECT_EQ(Run<CTarvoFtpDownload>(mirror_.Path(), &lines, "segreta", "127.0.0.1:1"), 0);
   EXPECT_EQ(lines.back().rfind("ERRORE connessione: ", 0), 0u) << lines.back();
   EXPECT_TRUE(FileExists(mirror_.File("keep.jpg")));
+
+  // A local folder that cannot be read is no empty folder: nothing is deleted on the server.
+  WriteFileBytes(Remote("tenuta.jpg.jpg"), "KEEP");
+  EXPECT_EQ(Run<CTarvoFtpUpload>(local_.File("manca"), &lines), 0);
+  EXPECT_TRUE(FileExists(Remote("tenuta.jpg.jpg")));
 }
 
 TEST_P(FtpPhotoTest, APhotoThatIsNoImageIsReportedAndTheRunGoesOnUntilStopped) {
