@@ -21,6 +21,7 @@
 #include <string>
 #include <thread>
 
+#include "bench_support.h"
 #include "framework/tarvo_import.h"
 #include "platform/odbc.h"
 #include "platform/settings.h"
@@ -28,6 +29,8 @@
 #include "xmlengine/tarvo_exchange_xml.h"
 
 namespace fs = std::filesystem;
+using tarvo::bench::Seconds;
+using tarvo::bench::Shell;
 
 namespace {
 
@@ -36,19 +39,6 @@ std::string g_dir;
 void WriteFile(const std::string& path, const std::string& text) {
   std::ofstream out(path, std::ios::binary);
   out << text;
-}
-
-double Seconds(const std::function<void()>& f) {
-  auto start = std::chrono::steady_clock::now();
-  f();
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
-
-void Shell(const std::string& command) {
-  if (std::system(command.c_str()) != 0) {
-    std::fprintf(stderr, "failed: %s\n", command.c_str());
-    std::exit(1);
-  }
 }
 
 // Runs `f` in a child process; returns its wall time and peak resident memory in MB.

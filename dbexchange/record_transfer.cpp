@@ -22,11 +22,15 @@ void CopyFields(const CRecordSetBase& source, CRecordSetBase& target, const std:
     for (int i = range.first; i < range.first + range.count; ++i) target.SetFieldValue(i, source.GetFieldValue(i));
 }
 
-bool AddOrEdit(CRecordSetBase& target, const CString& filter) {
+bool FindRow(CRecordSetBase& target, const CString& filter) {
   target.m_strFilter = filter;
   if (target.IsOpen()) target.Requery();
   else target.Open();
-  if (target.IsEOF()) {
+  return !target.IsEOF();
+}
+
+bool AddOrEdit(CRecordSetBase& target, const CString& filter) {
+  if (!FindRow(target, filter)) {
     target.AddNew();
     return false;
   }

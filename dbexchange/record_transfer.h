@@ -37,6 +37,9 @@ struct CColumnRange {
 // edited: values as read, NULL state included.
 void CopyFields(const CRecordSetBase& source, CRecordSetBase& target, const std::vector<CColumnRange>& columns);
 
+// Positions `target` with `filter` (requery when open, open otherwise); true when a row matches.
+bool FindRow(CRecordSetBase& target, const CString& filter);
+
 // Positions `target` with `filter` (requery when open, open otherwise) and starts a new row when
 // nothing matches, or an edit of the row found. Returns true when a row was found.
 bool AddOrEdit(CRecordSetBase& target, const CString& filter);

@@ -33,7 +33,7 @@ class CExchangeParserFactory {
 // The hard-coded procedures the factory knows, by number, in number order. `create` is null for
 // a procedure that this build does not provide yet.
 struct ProcedureEntry {
-  long number;
+  long number;  // 0 for a procedure without a number
   const char* className;
   const char* description;  // Windows-1252 text, for the procedure table and the help
   CTarvoImport* (*create)();
@@ -43,5 +43,10 @@ const ProcedureEntry* FindProcedure(long number);
 // The parameter dialog ("parserarticoli") that a new procedure table gives a hard-coded procedure;
 // the empty text for none.
 const char* DefaultParserName(long number);
+// The procedures without a number, which the factory never creates: the host constructs them by
+// class name (`tarvo-exchange run --class NAME`). Number 0 in every entry.
+const std::vector<ProcedureEntry>& UnnumberedProcedures();
+// The entry of a class name (exact spelling) in either table, or null.
+const ProcedureEntry* FindProcedureByClass(const CString& className);
 // The driver engine for the types "xmlexport" and "xmlimport" (null while not built).
 CTarvoImport* CreateDriverProcedure();

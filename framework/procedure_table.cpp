@@ -4,7 +4,16 @@
 #include "xmlengine/tarvo_exchange_xml.h"
 
 #include "dbexchange/exchange_articoli.h"
+#include "partners/pellor/export_pellor_ordini.h"
+#include "partners/pellor/import_pellor_articoli.h"
+#include "partners/pellor/import_solvar_pellor_articoli.h"
 #include "partners/solvar/export_solvar_articoli.h"
+#include "partners/solvar/import_solvar_articoli.h"
+#include "partners/solvar/import_solvar_azienda.h"
+#include "partners/solvar/import_solvar_classificazione_articoli.h"
+#include "partners/solvar/import_solvar_provvigioni.h"
+#include "publishing/ftp_download.h"
+#include "publishing/ftp_upload.h"
 
 namespace {
 template <class T>
@@ -18,8 +27,8 @@ CTarvoImport* CreateDriverProcedure() { return new CTarvoExchangeXML; }
 const std::vector<ProcedureEntry>& KnownProcedures() {
   static const std::vector<ProcedureEntry> table = {
       {1, "CTarvoImportWebArticoli", "Importazione articoli da database web/agente", Make<CTarvoImportWebArticoli>},
-      {2, "CTarvoImportSolvarArticoli", "Importazione anagrafica articoli Solvar", nullptr},
-      {3, "CTarvoImportSolvarAzienda", "Importazione clienti Solvar", nullptr},
+      {2, "CTarvoImportSolvarArticoli", "Importazione anagrafica articoli Solvar", Make<CTarvoImportSolvarArticoli>},
+      {3, "CTarvoImportSolvarAzienda", "Importazione clienti Solvar", Make<CTarvoImportSolvarAzienda>},
       {4, "CTarvoImportWebOrdini", "Importazione ordini da database web/agente", nullptr},
       {5, "CTarvoHttpDownload", "Scaricamento foto articoli via HTTP", nullptr},
       {6, "CTarvoImportSolvarStatoOrdini", "Importazione stato ordini Solvar", nullptr},
@@ -27,12 +36,12 @@ const std::vector<ProcedureEntry>& KnownProcedures() {
       {10, "CTarvoImportAgenteFatture", "Importazione fatture da database agente", nullptr},
       {11, "CTarvoImportAgenteProvvigioni", "Importazione provvigioni da database agente", nullptr},
       {12, "CTarvoImportSolvarFatture", "Importazione fatture Solvar", nullptr},
-      {13, "CTarvoImportSolvarProvvigioni", "Importazione provvigioni Solvar", nullptr},
+      {13, "CTarvoImportSolvarProvvigioni", "Importazione provvigioni Solvar", Make<CTarvoImportSolvarProvvigioni>},
       {14, "CTarvoImportAgenteClienti", "Importazione clienti inseriti dall'agente", nullptr},
       {15, "CTarvoImportGiacenze", "Importazione giacenze di magazzino", nullptr},
-      {16, "CTarvoImportPellorArticoli", "Importazione articoli Pellor con foto", nullptr},
-      {17, "CTarvoImportSolvarPellorArticoli", "Importazione combinata articoli", nullptr},
-      {21, "CTarvoImportSolvarArticoliNuovi", "Importazione nuovi articoli Solvar", nullptr},
+      {16, "CTarvoImportPellorArticoli", "Importazione articoli Pellor con foto", Make<CTarvoImportPellorArticoli>},
+      {17, "CTarvoImportSolvarPellorArticoli", "Importazione combinata articoli", Make<CTarvoImportSolvarPellorArticoli>},
+      {21, "CTarvoImportSolvarArticoliNuovi", "Importazione nuovi articoli Solvar", Make<CTarvoImportSolvarArticoliNuovi>},
       {1001, "CTarvoExportMediaCatalogo", "Esportazione catalogo multimediale XML", nullptr},
       {1002, "CTarvoExportWebArticoli", "Esportazione articoli verso database web/agente", Make<CTarvoExportWebArticoli>},
       {1003, "CTarvoExportWebClienti", "Esportazione clienti verso database web", nullptr},
@@ -43,7 +52,20 @@ const std::vector<ProcedureEntry>& KnownProcedures() {
       {1008, "CTarvoExportSolvarArticoli", "Esportazione anagrafica articoli Solvar", Make<CTarvoExportSolvarArticoli>},
       {1009, "CTarvoExportWebFatture", "Esportazione fatture verso database agente", nullptr},
       {1010, "CTarvoExportWebProvvigioni", "Esportazione provvigioni verso database agente", nullptr},
-      {1012, "CTarvoExportPellorOrdini", "Esportazione ordini Pellor", nullptr},
+      {1012, "CTarvoExportPellorOrdini", "Esportazione ordini Pellor", Make<CTarvoExportPellorOrdini>},
+  };
+  return table;
+}
+
+// Procedures without a number, created by the host from their class name. One line each.
+const std::vector<ProcedureEntry>& UnnumberedProcedures() {
+  static const std::vector<ProcedureEntry> table = {
+      {0, "CTarvoImportSolvarArticoliSenzaClassificazione", "Importazione articoli Solvar senza classificazione",
+       Make<CTarvoImportSolvarArticoliSenzaClassificazione>},
+      {0, "CTarvoImportSolvarClassificazioneArticoli", "Importazione classificazione articoli Solvar (codici a tre caratteri)",
+       Make<CTarvoImportSolvarClassificazioneArticoli>},
+      {0, "CTarvoFtpUpload", "Pubblicazione foto articoli via FTP", Make<CTarvoFtpUpload>},
+      {0, "CTarvoFtpDownload", "Scaricamento foto articoli via FTP", Make<CTarvoFtpDownload>},
   };
   return table;
 }
@@ -51,5 +73,12 @@ const std::vector<ProcedureEntry>& KnownProcedures() {
 const ProcedureEntry* FindProcedure(long number) {
   for (const ProcedureEntry& e : KnownProcedures())
     if (e.number == number) return &e;
+  return nullptr;
+}
+
+const ProcedureEntry* FindProcedureByClass(const CString& className) {
+  for (const auto* table : {&UnnumberedProcedures(), &KnownProcedures()})
+    for (const ProcedureEntry& e : *table)
+      if (className == e.className) return &e;
   return nullptr;
 }

@@ -20,6 +20,12 @@ std::string ProcedureHelp() {
                              tarvo::Cp1252ToUtf8(e.description).c_str());
     missing = missing || !e.create;
   }
+  text += "Procedures without a number (run --class NAME):\n";
+  for (const ProcedureEntry& e : UnnumberedProcedures()) {
+    text += tarvo::StrFormat("  %c %s\n      %s\n", e.create ? ' ' : '-', e.className,
+                             tarvo::Cp1252ToUtf8(e.description).c_str());
+    missing = missing || !e.create;
+  }
   if (missing) text += "  (- : not available in this build)\n";
   text += tarvo::StrFormat(
       "  Driver procedures (types xmlexport/xmlimport) have their own numbers, from %ld in a\n"
@@ -29,8 +35,9 @@ std::string ProcedureHelp() {
 }
 
 const char* kRunFooter =
-    "Exit codes: 0 the procedure succeeded (result 1), 1 it failed or was stopped (result 0),\n"
-    "2 it could not start (result -1), 3 no procedure for the number, 64 usage error.\n"
+    "Exit codes: 0 the procedure succeeded (result 1), 1 it failed, was stopped or met a database\n"
+    "error (result 0), 2 it could not start (result -1), 3 no procedure for the number or class,\n"
+    "64 usage error.\n"
     "Ctrl-C or SIGTERM asks the procedure to stop at its next unit of work.\n"
     "--config FILE (default: $TARVO_EXCHANGE_CONFIG) is an INI file of the same settings, one\n"
     "`name = value` per line (db = company.db, out-dir = /srv/out, param = \"DATA=2026\",\n"
@@ -51,7 +58,9 @@ class ConfigurableCommand : public CLI::App {
 };
 
 void AddRunOptions(CLI::App& run, RunOptions& o) {
-  run.add_option("NUMBER", o.number, "procedure number")->required();
+  CLI::Option* number = run.add_option("NUMBER", o.number, "procedure number");
+  run.add_option("--class", o.class_name, "a procedure without a number, by class name (instead of NUMBER)")
+      ->excludes(number);
   run.add_option("--db", o.db, "main database: an ODBC connection string or a SQLite file");
   run.add_option("--src", o.src, "source database (SrcConfig); default --db");
   run.add_option("--dest", o.dest, "destination database (DestConfig); default --db");
@@ -109,7 +118,7 @@ int HostMain(int argc, char** argv) {
   list->add_option("--db", list_db, "database: an ODBC connection string or a SQLite file")->required();
 
   RunOptions run_options;
-  auto run = std::make_shared<ConfigurableCommand>("run a procedure by number", "run");
+  auto run = std::make_shared<ConfigurableCommand>("run a procedure by number (or by class name)", "run");
   app.add_subcommand(run);
   AddRunOptions(*run, run_options);
   std::string config_file;

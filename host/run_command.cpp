@@ -98,6 +98,8 @@ int ExitCodeForResult(int result) {
 }
 
 std::string ValidateRunOptions(const RunOptions& options) {
+  if (!options.number && options.class_name.empty()) return "a procedure NUMBER or --class NAME is required";
+  if (options.number && !options.class_name.empty()) return "give a procedure NUMBER or --class NAME, not both";
   if (tarvo::Trim(options.db).empty()) return "--db is required (the main database: an ODBC string or a SQLite file)";
   for (const std::string& p : options.params) {
     size_t eq = p.find('=');
@@ -155,6 +157,9 @@ int RunOnWorker(CTarvoImport& procedure, CWnd& window, CEvent& stop, Console& co
     worker = std::thread([&] {
       try {
         result = procedure.Run();
+      } catch (const CDBException& e) {
+        console.Error("the procedure failed on a database error: " + tarvo::Cp1252ToUtf8(e.m_strError));
+        result = 0;
       } catch (const std::exception& e) {
         console.Error(std::string("the procedure failed unexpectedly: ") + tarvo::Cp1252ToUtf8(e.what()));
         result = -1;
@@ -236,17 +241,37 @@ int RunCommand(const RunOptions& options, Console& console) {
   CWnd window;
   CEvent stop;
 
-  CExchangeFactory factory(&database);
-  ProcedurePtr procedure(factory.GetExchangeProcedure(options.number));
-  if (!procedure) {
-    const ProcedureEntry* known = FindProcedure(options.number);
-    if (known && !known->create)
-      console.Error(tarvo::StrFormat("procedure %ld (%s) is not available in this build", options.number,
-                                     known->className));
-    else
-      console.Error(tarvo::StrFormat("no procedure %ld in the procedure table of \"%s\"", options.number,
-                                     options.db.c_str()));
-    return kExitNoProcedure;
+  ProcedurePtr procedure;
+  std::string name;  // how the notes call the procedure
+  if (options.number) {
+    const long number = *options.number;
+    name = tarvo::StrFormat("procedure %ld", number);
+    CExchangeFactory factory(&database);
+    procedure.reset(factory.GetExchangeProcedure(number));
+    if (!procedure) {
+      const ProcedureEntry* known = FindProcedure(number);
+      if (known && !known->create)
+        console.Error(tarvo::StrFormat("procedure %ld (%s) is not available in this build", number, known->className));
+      else
+        console.Error(tarvo::StrFormat("no procedure %ld in the procedure table of \"%s\"", number, options.db.c_str()));
+      return kExitNoProcedure;
+    }
+  } else {
+    name = "procedure " + options.class_name;
+    const ProcedureEntry* known = FindProcedureByClass(options.class_name);
+    if (!known) {
+      console.Error("no procedure class " + options.class_name + " (run --help lists them)");
+      return kExitNoProcedure;
+    }
+    if (known->number != 0) {
+      console.Error(tarvo::StrFormat("%s is procedure %ld: run it by number", known->className, known->number));
+      return kExitUsage;
+    }
+    if (!known->create) {
+      console.Error(std::string("procedure ") + known->className + " is not available in this build");
+      return kExitNoProcedure;
+    }
+    procedure.reset(known->create());
   }
 
   ConfigureProcedure(*procedure, options);
@@ -279,6 +304,6 @@ int RunCommand(const RunOptions& options, Console& console) {
   int result = RunOnWorker(*procedure, window, stop, console);
   ui.Attach(nullptr);
   procedure.reset();
-  console.Note(tarvo::StrFormat("procedure %ld ended with result %d", options.number, result));
+  console.Note(tarvo::StrFormat("%s ended with result %d", name.c_str(), result));
   return ExitCodeForResult(result);
 }

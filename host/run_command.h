@@ -15,7 +15,7 @@ enum ExitCode : int {
   kExitDone = 0,         // the procedure's result was 1
   kExitFailed = 1,       // result 0 (failed or stopped), or a refused command
   kExitNotStarted = 2,   // result -1: could not start
-  kExitNoProcedure = 3,  // the factory gives no procedure for the number
+  kExitNoProcedure = 3,  // no procedure for the number or class name
   kExitUsage = 64,       // bad command line
 };
 int ExitCodeForResult(int result);
@@ -25,7 +25,8 @@ int ExitCodeForResult(int result);
 bool IsMissingSQLiteFile(const std::string& config);
 
 struct RunOptions {
-  long number = 0;
+  std::optional<long> number;  // the procedure by number, or
+  std::string class_name;      // a procedure without a number, by its class name
   std::string db, src, dest;
   std::string in_dir, out_dir;
   std::string http_server, http_url, http_user, http_password;
@@ -45,7 +46,8 @@ struct RunOptions {
 // $XDG_CONFIG_HOME/tarvo-exchange/settings.ini, or the same under ~/.config; empty without a home.
 std::string DefaultSettingsFile();
 
-// Checks what the command line parser cannot: a main database and NAME=VALUE parameters.
+// Checks what the command line parser cannot: a number or a class name (not both), a main
+// database and NAME=VALUE parameters.
 // Returns the problem (UTF-8) or an empty text.
 std::string ValidateRunOptions(const RunOptions& options);
 
@@ -64,7 +66,10 @@ void ConfigureProcedure(CTarvoImport& procedure, const RunOptions& options);
 
 // Runs a configured procedure on a worker thread and prints its lines until it ends. Call it
 // inside a StopSignals scope: a signal (also one received before the call) sets `stop`, later
-// ones are answered with a note. Returns the procedure's result (1, 0, -1).
+// ones are answered with a note. Returns the procedure's result (1, 0, -1). A database error
+// that escapes Run is reported on the console and counts as a failed run (0): the procedure's
+// databases, and the transaction it left open, are closed when it is destroyed. Any other
+// exception counts as a run that could not start (-1).
 // The window, stop event and log file must already be set on the procedure; the window is the
 // one the host thread pumps.
 int RunOnWorker(CTarvoImport& procedure, CWnd& window, CEvent& stop, Console& console);

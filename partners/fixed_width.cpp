@@ -103,6 +103,34 @@ std::optional<CDBTimestamp> ParseDate(const CString& ddmmyy) {
   return d;
 }
 
+namespace {
+long long DaysFromCivil(long long y, unsigned m, unsigned d) {  // days since 1970-01-01
+  y -= m <= 2;
+  const long long era = (y >= 0 ? y : y - 399) / 400;
+  const unsigned yoe = static_cast<unsigned>(y - era * 400);
+  const unsigned doy = (153 * (m > 2 ? m - 3 : m + 9) + 2) / 5 + d - 1;
+  const unsigned doe = yoe * 365 + yoe / 4 - yoe / 100 + doy;
+  return era * 146097 + static_cast<long long>(doe) - 719468;
+}
+}  // namespace
+
+CDBTimestamp RolledDate(int year, int month, int day) {
+  long long months = static_cast<long long>(year) * 12 + (month - 1);
+  long long y = months >= 0 ? months / 12 : (months - 11) / 12;
+  unsigned m = static_cast<unsigned>(months - y * 12) + 1;
+  long long z = DaysFromCivil(y, m, 1) + (day - 1) + 719468;  // civil_from_days
+  const long long era = (z >= 0 ? z : z - 146096) / 146097;
+  const unsigned doe = static_cast<unsigned>(z - era * 146097);
+  const unsigned yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365;
+  const unsigned doy = doe - (365 * yoe + yoe / 4 - yoe / 100);
+  const unsigned mp = (5 * doy + 2) / 153;
+  CDBTimestamp t;
+  t.day = static_cast<int>(doy - (153 * mp + 2) / 5 + 1);
+  t.month = static_cast<int>(mp < 10 ? mp + 3 : mp - 9);
+  t.year = static_cast<int>(static_cast<long long>(yoe) + era * 400 + (t.month <= 2));
+  return t;
+}
+
 CString FormatField(const CFieldSpec& f, const CString& value) {
   switch (f.format) {
     case EFieldFormat::kText:
@@ -131,6 +159,19 @@ size_t ValueCount(const CRecordLayout& layout) {
   size_t n = 0;
   for (const CFieldSpec& f : layout) n += f.format != EFieldFormat::kFiller;
   return n;
+}
+
+std::vector<const char*> ValueNames(const CRecordLayout& layout) {
+  std::vector<const char*> names;
+  for (const CFieldSpec& f : layout)
+    if (f.format != EFieldFormat::kFiller) names.push_back(f.name);
+  return names;
+}
+
+const CFieldSpec& FieldOf(const CRecordLayout& layout, const char* name) {
+  for (const CFieldSpec& f : layout)
+    if (std::string_view(f.name) == name) return f;
+  throw CException(ErrorKind::kInternal, StrFormat("Tracciato senza il campo %s", name));
 }
 
 CString FormatRecord(const CRecordLayout& layout, const std::vector<CString>& values) {
@@ -170,6 +211,15 @@ CString CFixedWidthLine::DecimalText(int offset, int width) const {
 }
 
 // ---------------------------------------------------------------------------------------------
+CFixedWidthReader::CFixedWidthReader(const CString& path) { file_.Open(NativePath(path), CStdioFile::Mode::kRead); }
+
+bool CFixedWidthReader::Next(CString& line) {
+  if (!file_.ReadString(line)) return false;
+  ++number_;
+  return true;
+}
+
+// ---------------------------------------------------------------------------------------------
 CFixedWidthWriter::CFixedWidthWriter(const CString& path) { file_.Open(NativePath(path), CStdioFile::Mode::kWrite); }
 
 void CFixedWidthWriter::WriteRecord(const CString& record) {
@@ -180,6 +230,16 @@ void CFixedWidthWriter::WriteRecord(const CString& record) {
 
 CString PartnerFilePath(const CString& folder, const CString& name) {
   return folder.empty() ? name : folder + "\\" + name;
+}
+
+CFixedLengthReader::CFixedLengthReader(const CString& path, size_t length)
+    : bytes_(ReadFileBytes(path)), length_(length) {}
+
+bool CFixedLengthReader::Next(CFixedWidthLine& record) {
+  if (length_ == 0 || bytes_.size() - pos_ < length_) return false;
+  record = CFixedWidthLine(bytes_.substr(pos_, length_));
+  pos_ += length_;
+  return true;
 }
 
 }  // namespace tarvo::partner

@@ -33,7 +33,9 @@ enum class EFieldFormat {
 enum class EAlign { kLeft, kRight };
 
 struct CFieldSpec {
-  const char* name;  // for messages and tests only
+  // The column the field carries where the file maps one record class (a writer reads that
+  // column, a reader finds the field by it: FieldOf), else a word for messages.
+  const char* name;
   int offset;
   int width;
   EFieldFormat format = EFieldFormat::kText;
@@ -47,6 +49,10 @@ using CRecordLayout = std::vector<CFieldSpec>;
 
 // Number of values a layout takes (its fields minus the fillers).
 size_t ValueCount(const CRecordLayout& layout);
+// The names of the fields that take a value, in layout order (the columns a writer reads).
+std::vector<const char*> ValueNames(const CRecordLayout& layout);
+// The field of that name. Throws tarvo::CException (internal) when the layout has none.
+const CFieldSpec& FieldOf(const CRecordLayout& layout, const char* name);
 
 // One field written from its value as the layout says.
 CString FormatField(const CFieldSpec& field, const CString& value);
@@ -77,6 +83,10 @@ long TextToLong(const CString& text);
 CString FormatDate(const CDBTimestamp& date);
 // DDMMYY read back with the year 2000 + YY; nullopt unless six digits forming a valid day.
 std::optional<CDBTimestamp> ParseDate(const CString& ddmmyy);
+// The day of year/month/day (time 00:00:00) where a month or day outside its range rolls over as
+// the calendar does: month 13 is January of the next year, day 0 the last day of the month
+// before, month 30 of 2007 is June 2009.
+CDBTimestamp RolledDate(int year, int month, int day);
 
 // The fields of one record line as read from a file (line end already removed).
 class CFixedWidthLine {
@@ -108,6 +118,21 @@ class CFixedWidthLine {
   CString line_;
 };
 
+// A partner file read line by line as text: the line end (LF or CR LF) is removed, bytes pass
+// unchanged (Windows-1252). Throws tarvo::CFileException when the file cannot be opened or read.
+class CFixedWidthReader {
+ public:
+  explicit CFixedWidthReader(const CString& path);
+  // The next line; false at the end of the file. Counts the lines read, empty ones included.
+  bool Next(CString& line);
+  int LineNumber() const { return number_; }
+  void Close() { file_.Close(); }
+
+ private:
+  CStdioFile file_;
+  int number_ = 0;
+};
+
 // A partner file written record by record: created or truncated on open, every record followed
 // by CR LF. Throws tarvo::CFileException when the file cannot be created or written.
 class CFixedWidthWriter {
@@ -123,6 +148,21 @@ class CFixedWidthWriter {
  private:
   CStdioFile file_;
   int records_ = 0;
+};
+
+// A partner file of fixed-length records, read as binary in one piece: Next gives the next
+// `length` bytes as a line (line ends included where the layout has them); a shorter remainder
+// at the end is no record and ends the file. Throws tarvo::CFileException when the file cannot
+// be read.
+class CFixedLengthReader {
+ public:
+  CFixedLengthReader(const CString& path, size_t length);
+  bool Next(CFixedWidthLine& record);
+
+ private:
+  CString bytes_;
+  size_t length_;
+  size_t pos_ = 0;
 };
 
 // A partner file's path: the bare name when the folder is empty, else folder + "\" + name, joined

@@ -77,6 +77,8 @@ int ProgressThunk(void* userdata, double dlTotal, double dlNow, double ulTotal, 
   }
 }
 
+size_t Discard(char*, size_t size, size_t count, void*) { return size * count; }
+
 size_t AppendToString(char* data, size_t size, size_t count, void* userdata) {
   static_cast<CString*>(userdata)->append(data, size * count);
   return size * count;
@@ -333,6 +335,7 @@ bool CFtpClient::Open() {
     return false;
   }
   open_ = true;
+  mlsd_ = true;
   return true;
 }
 
@@ -348,13 +351,22 @@ bool CFtpClient::PutFile(const CString& localPath, const CString& remotePath) {
   std::fseek(in, 0, SEEK_END);
   long size = std::ftell(in);
   std::fseek(in, 0, SEEK_SET);
+  CString path = tarvo::NativePath(remotePath);
+  size_t slash = path.rfind('/');
+  CString name = slash == CString::npos ? path : path.substr(slash + 1);
   Prepare();
   CURL* easy = impl_->easy.get();
-  curl_easy_setopt(easy, CURLOPT_URL, UrlFor(remotePath, false).c_str());
+  // Sent under a temporary name, renamed in the same folder once the whole file is there.
+  curl_slist* rename = curl_slist_append(nullptr, ("RNFR " + name + ".part").c_str());
+  rename = curl_slist_append(rename, ("RNTO " + name).c_str());
+  curl_easy_setopt(easy, CURLOPT_URL, UrlFor(remotePath + ".part", false).c_str());
   curl_easy_setopt(easy, CURLOPT_UPLOAD, 1L);
   curl_easy_setopt(easy, CURLOPT_READDATA, in);
   curl_easy_setopt(easy, CURLOPT_INFILESIZE_LARGE, static_cast<curl_off_t>(size));
+  curl_easy_setopt(easy, CURLOPT_POSTQUOTE, rename);
   bool ok = Transfer();
+  curl_easy_setopt(easy, CURLOPT_POSTQUOTE, nullptr);
+  curl_slist_free_all(rename);
   std::fclose(in);
   return ok;
 }
@@ -378,26 +390,67 @@ bool CFtpClient::GetFile(const CString& remotePath, const CString& localPath) {
   return ok;
 }
 
+// Runs a listing command (nullptr: LIST) on a folder and collects its reply.
+bool CFtpClient::FetchListing(const CString& remoteFolder, const char* command, CString& listing) {
+  listing.clear();
+  Prepare();
+  CURL* easy = impl_->easy.get();
+  curl_easy_setopt(easy, CURLOPT_URL, UrlFor(remoteFolder, true).c_str());
+  if (command) curl_easy_setopt(easy, CURLOPT_CUSTOMREQUEST, command);
+  curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, tarvo::AppendToString);
+  curl_easy_setopt(easy, CURLOPT_WRITEDATA, &listing);
+  return Transfer();
+}
+
+// A file's modification time by MDTM (UTC).
+bool CFtpClient::FileTime(const CString& remotePath, std::time_t& modified) {
+  Prepare();
+  CURL* easy = impl_->easy.get();
+  curl_easy_setopt(easy, CURLOPT_URL, UrlFor(remotePath, false).c_str());
+  curl_easy_setopt(easy, CURLOPT_NOBODY, 1L);
+  curl_easy_setopt(easy, CURLOPT_FILETIME, 1L);
+  curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, tarvo::Discard);  // the size and date lines
+  curl_off_t when = -1;
+  if (!Transfer() || curl_easy_getinfo(easy, CURLINFO_FILETIME_T, &when) != CURLE_OK || when < 0) return false;
+  modified = static_cast<std::time_t>(when);
+  return true;
+}
+
 bool CFtpClient::ListFolder(const CString& remoteFolder, std::vector<CFtpFileInfo>& entries) {
   entries.clear();
   if (!open_) return Fail("connessione FTP non aperta");
-  Prepare();
-  CURL* easy = impl_->easy.get();
   CString listing;
-  curl_easy_setopt(easy, CURLOPT_URL, UrlFor(remoteFolder, true).c_str());
-  curl_easy_setopt(easy, CURLOPT_CUSTOMREQUEST, "MLSD");
-  curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, tarvo::AppendToString);
-  curl_easy_setopt(easy, CURLOPT_WRITEDATA, &listing);
-  if (!Transfer()) return false;
+  bool machineReadable = false;
+  if (mlsd_) {
+    machineReadable = FetchListing(remoteFolder, "MLSD", listing);
+    if (!machineReadable) {
+      long reply = 0;
+      curl_easy_getinfo(impl_->easy.get(), CURLINFO_RESPONSE_CODE, &reply);
+      if (reply != 500 && reply != 502 && reply != 504) return false;  // a real failure, not MLSD's
+      mlsd_ = false;
+    }
+  }
+  if (!machineReadable && !FetchListing(remoteFolder, nullptr, listing)) return false;
+  const std::time_t now = std::time(nullptr);
+  CString folder = tarvo::NativePath(remoteFolder);
+  if (!folder.empty() && folder.back() != '/') folder += '/';
   size_t start = 0;
   while (start < listing.size()) {
     size_t end = listing.find('\n', start);
     if (end == CString::npos) end = listing.size();
     CString line = tarvo::TrimRight(listing.substr(start, end - start), "\r");
-    CFtpFileInfo info;
-    if (ParseMlsdLine(line, info)) entries.push_back(info);
     start = end + 1;
+    CFtpFileInfo info;
+    if (machineReadable) {
+      if (ParseMlsdLine(line, info)) entries.push_back(info);
+      continue;
+    }
+    std::tm wallClock{};
+    if (!tarvo::ParseFtpListLine(line, now, info, wallClock)) continue;
+    if (!info.isDirectory && !FileTime(folder + info.name, info.modified)) info.modified = std::mktime(&wallClock);
+    entries.push_back(info);
   }
+  lastError_.clear();
   return true;
 }
 

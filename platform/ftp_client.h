@@ -38,12 +38,17 @@ class CFtpClient {
 
   // Connects and logs in.
   bool Open();
-  // Sends a local file (binary) to the remote path, replacing it.
+  // Sends a local file (binary) to the remote path, replacing it. The file travels under the
+  // remote name + ".part" and is renamed when complete, so a broken transfer never leaves half a
+  // file under the final name.
   bool PutFile(const CString& localPath, const CString& remotePath);
   // Fetches a remote file (binary) into the local path, replacing it.
   bool GetFile(const CString& remotePath, const CString& localPath);
   // Lists a remote folder ("" = the login folder), without "." and "..". Uses the
-  // machine-readable listing (MLSD), so sizes and times do not depend on the server's locale.
+  // machine-readable listing (MLSD: times in UTC, sizes exact). A server that does not know MLSD
+  // is listed with LIST, whose times are the server's wall clock to the minute; each file's time
+  // is then asked with MDTM (UTC, to the second), and only where MDTM fails too is the LIST time
+  // read as a time of this machine's zone.
   bool ListFolder(const CString& remoteFolder, std::vector<CFtpFileInfo>& entries);
   bool DeleteFile(const CString& remotePath);
   void Close();
@@ -55,6 +60,8 @@ class CFtpClient {
   bool Fail(const CString& text);
   void Prepare();
   bool Transfer();
+  bool FetchListing(const CString& remoteFolder, const char* command, CString& listing);
+  bool FileTime(const CString& remotePath, std::time_t& modified);
   CString UrlFor(const CString& remotePath, bool folder) const;
 
   std::unique_ptr<Impl> impl_;
@@ -62,5 +69,14 @@ class CFtpClient {
   bool passive_ = true;
   long connectTimeout_ = 0, transferTimeout_ = 0;
   bool open_ = false;
+  bool mlsd_ = true;  // cleared for the session when the server refuses MLSD
   CString lastError_;
 };
+
+namespace tarvo {
+// One line of a LIST reply, in the Unix ("-rw-r--r-- 1 u g 1234 Mar 15 09:30 name") or the
+// DOS/IIS form ("03-15-07  09:30AM  1234 name"). The time is left as the server's wall clock in
+// `wallClock` (tm_isdst -1); a Unix time without a year takes the year that puts it no later than
+// a day after `now`. False for lines that are no entry ("total 12", ".", "..").
+bool ParseFtpListLine(const CString& line, std::time_t now, CFtpFileInfo& info, std::tm& wallClock);
+}  // namespace tarvo

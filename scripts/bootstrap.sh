@@ -5,6 +5,7 @@ PACKAGES=(
   build-essential cmake pkg-config git
   libgtest-dev libgmock-dev libbenchmark-dev
   libxerces-c-dev libcurl4-openssl-dev libcrypto++-dev libzip-dev libcli11-dev libcpp-httplib-dev
+  libvips-dev libvips-tools
   unixodbc unixodbc-dev libsqliteodbc odbc-postgresql
   sqlite3 postgresql-15 postgresql-client-15
   python3 python3-pyftpdlib zip unzip

@@ -14,12 +14,11 @@ using tarvo::StrFormat;
 using namespace tarvo::partner;
 using namespace tarvo::solvar;
 
-// What distinguishes one file of the export: its name and layout, the columns that fill the
-// layout, the rows' order and selection, and the words of its log lines.
+// What distinguishes one file of the export: its name and layout (whose field names are the
+// columns that fill it), the rows' order and selection, and the words of its log lines.
 struct CTarvoExportSolvarArticoli::CFileStep {
   const char* fileName;
   const CRecordLayout& layout;
-  std::vector<const char*> columns;  // one per value of the layout, in layout order
   CString filter;
   const char* sort;
   const char* opening;
@@ -58,9 +57,10 @@ bool CTarvoExportSolvarArticoli::ExportFile(const CFileStep& step, std::unique_p
   records->m_strFilter = step.filter;
   try {
     CFixedWidthWriter file(path);
+    const std::vector<const char*> columns = ValueNames(step.layout);
     records->Open();
     while (!records->IsEOF()) {
-      std::vector<CString> values = ColumnTexts(*records, step.columns);
+      std::vector<CString> values = ColumnTexts(*records, columns);
       CString line = step.rowPrefix + values[0];
       if (step.rowValues > 1) line += " " + values[1];
       Log(line, TMS_NONE);
@@ -88,14 +88,14 @@ bool CTarvoExportSolvarArticoli::ExportFile(const CFileStep& step, std::unique_p
 }
 
 bool CTarvoExportSolvarArticoli::ExportCategorie() {
-  return ExportFile({kFileCategorie, CodeDescriptionLayout(), {"ID", "DESCRIZIONE"}, CategoryFilter("ID IN ( %s )"),
+  return ExportFile({kFileCategorie, CodeDescriptionLayout(), CategoryFilter("ID IN ( %s )"),
                      "ID", " - Scrittura file Categorie ...", " -- Esportazione categoria ", 2,
                      " - Scrittura file Categorie terminata con successo.", " - Scrittura file Categorie fallita."},
                     std::make_unique<CCategoriaSet>(m_pOutDatabase));
 }
 
 bool CTarvoExportSolvarArticoli::ExportFamiglie() {
-  return ExportFile({kFileFamiglie, CodeDescriptionLayout(), {"ID", "DESCRIZIONE"},
+  return ExportFile({kFileFamiglie, CodeDescriptionLayout(),
                      CategoryFilter("ID_CATEGORIA IN ( %s )"), "ID", " - Scrittura file Famiglie ...",
                      " -- Esportazione famiglia ", 2, " - Scrittura file Famiglie terminata con successo.",
                      " - Scrittura file Famiglie fallita."},
@@ -103,14 +103,14 @@ bool CTarvoExportSolvarArticoli::ExportFamiglie() {
 }
 
 bool CTarvoExportSolvarArticoli::ExportGruppi() {
-  return ExportFile({kFileGruppi, CodeDescriptionLayout(), {"ID", "DESCRIZIONE"}, "", "ID",
+  return ExportFile({kFileGruppi, CodeDescriptionLayout(), "", "ID",
                      " - Scrittura file Gruppi ...", " -- Esportazione gruppo ", 2,
                      " - Scrittura file Gruppi terminata con successo.", " - Scrittura file Gruppi fallita."},
                     std::make_unique<CGruppoSet>(m_pOutDatabase));
 }
 
 bool CTarvoExportSolvarArticoli::ExportIva() {
-  return ExportFile({kFileIva, IvaLayout(), {"CODICE", "DESCRIZIONE", "ALIQUOTA"}, "", "CODICE",
+  return ExportFile({kFileIva, IvaLayout(), "", "CODICE",
                      " - Scrittura file Aliquote ...", " -- Esportazione aliquota IVA ", 2,
                      " - Scrittura file Aliquote terminata con successo.", " - Scrittura file Aliquote fallita."},
                     std::make_unique<CIvaSet>(m_pOutDatabase));
@@ -119,9 +119,6 @@ bool CTarvoExportSolvarArticoli::ExportIva() {
 bool CTarvoExportSolvarArticoli::ExportArticoli() {
   return ExportFile({kFileArticoli,
                      ArticoliLayout(),
-                     {"ID", "DESCRIZIONE", "PREZZO", "CONFEZIONE", "ID_UNITA_MISURA", "CODICE_IVA", "ID_CATEGORIA",
-                      "ID_FAMIGLIA", "ID_GRUPPO", "ID_CLASSE", "F_ATTIVO", "PREZZO_2", "COSTO", "SCONTO_1",
-                      "SCONTO_2", "SCONTO_3", "PROVVIGIONE"},
                      CategoryFilter("ID_CATEGORIA IN ( %s )"),
                      "ID",
                      " - Scrittura file Articoli in corso ...",
@@ -137,7 +134,7 @@ bool CTarvoExportSolvarArticoli::ExportAlbero() {
   CString filter = CategoryFilter("( ID_CATEGORIA IN ( %s ) ) ");
   if (!filter.empty()) filter += " AND ";
   filter += " ( ID_CATEGORIA IS NOT NULL ) ";
-  return ExportFile({kFileAlbero, AlberoLayout(), {"ID_CATEGORIA", "ID"}, filter, "ID_CATEGORIA, ID",
+  return ExportFile({kFileAlbero, AlberoLayout(), filter, "ID_CATEGORIA, ID",
                      " - Scrittura file Albero ...", " -- Esportazione associazione ", 2,
                      " - Scrittura file Albero terminata con successo.", " - Scrittura file Albero fallita."},
                     std::make_unique<CFamigliaSet>(m_pOutDatabase));
@@ -177,8 +174,7 @@ int CTarvoExportSolvarArticoli::Run() {
     }
   }
 
-  const CString elapsed = FormatElapsed(static_cast<long long>(std::time(nullptr) - start));
-  CString summary;
+  const CString summary = RunSummary(result == 1, start);
   // The reads ran in one transaction; ending it changes nothing in the database.
   try {
     if (result == 1) m_pOutDatabase->CommitTrans();
@@ -186,8 +182,6 @@ int CTarvoExportSolvarArticoli::Run() {
   } catch (const CDBException& e) {
     Log("- Errore database: " + e.m_strError, TMS_NONE);
   }
-  if (result == 1) summary = StrFormat("Importazione dati terminata con successo: %s.", elapsed.c_str());
-  else summary = StrFormat("Importazione dati terminata con errori: %s.", elapsed.c_str());
   Log(summary, TMS_NONE);
   Log("Operazione completata.", TMS_NONE);
   CloseOutDatabase();

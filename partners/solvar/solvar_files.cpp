@@ -6,47 +6,99 @@ using partner::CRecordLayout;
 using EF = partner::EFieldFormat;
 
 const CRecordLayout& CodeDescriptionLayout() {
-  static const CRecordLayout layout = {{"codice", 0, 2}, {"descrizione", 2, 30}};
+  static const CRecordLayout layout = {{"ID", 0, 2}, {"DESCRIZIONE", 2, 30}};
+  return layout;
+}
+
+const CRecordLayout& CodeDescription3Layout() {
+  static const CRecordLayout layout = {{"ID", 0, 3}, {"DESCRIZIONE", 3, 30}};
   return layout;
 }
 
 const CRecordLayout& IvaLayout() {
   static const CRecordLayout layout = {
-      {"codice", 0, 2}, {"descrizione", 2, 30}, {"aliquota", 32, 4, EF::kDecimal, 2, false, '.'}};
+      {"CODICE", 0, 2}, {"DESCRIZIONE", 2, 30}, {"ALIQUOTA", 32, 4, EF::kDecimal, 2, false, '.'}};
   return layout;
 }
 
 const CRecordLayout& ArticoliLayout() {
   static const CRecordLayout layout = {
-      {"codice", 0, 13},
-      {"descrizione", 13, 60},
-      {"importo A", 73, 18, EF::kDecimal, 5, true},
-      {"intero B", 91, 7, EF::kInteger},
-      {"unita di misura", 98, 2},
-      {"codice IVA", 100, 2},
-      {"categoria", 102, 2},
-      {"famiglia", 104, 2},
-      {"gruppo", 106, 2},
-      {"classe", 108, 2},
-      {"flag", 110, 1, EF::kFlag},
-      {"importo C", 111, 18, EF::kDecimal, 5, true},
-      {"importo D", 129, 18, EF::kDecimal, 5, true},
-      {"percentuale E", 147, 6, EF::kDecimal, 2, true},
-      {"percentuale F", 153, 6, EF::kDecimal, 2, true},
-      {"percentuale G", 159, 6, EF::kDecimal, 2, true},
-      {"percentuale H", 165, 5, EF::kDecimal, 2, false},
+      {"ID", 0, 13},
+      {"DESCRIZIONE", 13, 60},
+      {"PREZZO", 73, 18, EF::kDecimal, 5, true},
+      {"CONFEZIONE", 91, 7, EF::kInteger},
+      {"ID_UNITA_MISURA", 98, 2},
+      {"CODICE_IVA", 100, 2},
+      {"ID_CATEGORIA", 102, 2},
+      {"ID_FAMIGLIA", 104, 2},
+      {"ID_GRUPPO", 106, 2},
+      {"ID_CLASSE", 108, 2},
+      {"F_ATTIVO", 110, 1, EF::kFlag},
+      {"PREZZO_2", 111, 18, EF::kDecimal, 5, true},
+      {"COSTO", 129, 18, EF::kDecimal, 5, true},
+      {"SCONTO_1", 147, 6, EF::kDecimal, 2, true},
+      {"SCONTO_2", 153, 6, EF::kDecimal, 2, true},
+      {"SCONTO_3", 159, 6, EF::kDecimal, 2, true},
+      {"PROVVIGIONE", 165, 5, EF::kDecimal, 2, false},
   };
   return layout;
 }
 
 const CRecordLayout& AlberoLayout() {
-  static const CRecordLayout layout = {{"categoria", 0, 2}, {"famiglia", 2, 2}, {"riempimento", 4, 4, EF::kFiller}};
+  static const CRecordLayout layout = {{"ID_CATEGORIA", 0, 2}, {"ID", 2, 2}, {"riempimento", 4, 4, EF::kFiller}};
+  return layout;
+}
+
+const CRecordLayout& ClientiLayout() {
+  static const CRecordLayout layout = {
+      {"CODICE_CLIENTE", 0, 6}, {"RAGIONESOCIALE", 6, 80}, {"INDIRIZZO", 86, 30},
+      {"LOCALITA", 116, 25},    {"CAP", 141, 5},           {"PROVINCIA", 146, 2},
+      {"PARTITAIVA", 148, 11},  {"CODICEFISCALE", 159, 16}, {"ID_SCONTO", 175, 2},
+      {"ID_AGENTE", 177, 2, EF::kInteger}, {"ID_FORMULA_PAGAMENTO", 179, 2, EF::kInteger},
+  };
+  return layout;
+}
+
+const CRecordLayout& ScontiLayout() {
+  static const CRecordLayout layout = {{"ID", 0, 2},
+                                       {"SCONTO_1", 2, 5, EF::kDecimal, 2},
+                                       {"SCONTO_2", 7, 5, EF::kDecimal, 2},
+                                       {"SCONTO_5", 12, 5, EF::kDecimal, 2}};
+  return layout;
+}
+
+const CRecordLayout& PagamentiLayout() {
+  static const CRecordLayout layout = {{"ID", 0, 2, EF::kInteger}, {"DESCRIZIONE", 2, 30}};
+  return layout;
+}
+
+const CRecordLayout& ProvvigioniLayout() {
+  static const CRecordLayout layout = {
+      {"NUMERO", 0, 6, EF::kInteger},
+      {"DATA", 6, 6, EF::kDate},
+      {"non usato", 12, 6, EF::kFiller},
+      {"RAGIONESOCIALE", 18, 80},
+      {"PARTITAIVA", 98, 11},
+      {"CODICEFISCALE", 109, 16},
+      {"ID_COLLABORATORE", 125, 2, EF::kInteger},
+      {"IMPORTO_1", 127, 15, EF::kDecimal, 2},
+      {"PROVVIGIONE", 142, 15, EF::kDecimal, 2},
+      {"IMPORTO_3", 157, 15, EF::kDecimal, 2},
+      {"non usato", 172, 6, EF::kFiller},
+      {"F_SALDATO", 178, 1},
+  };
   return layout;
 }
 
 CString FormatElapsed(long long seconds) {
   long long inDay = seconds % 86400;
   return StrFormat("%02lldh:%02lldm:%02llds", inDay / 3600, inDay / 60 % 60, inDay % 60);
+}
+
+CString RunSummary(bool success, std::time_t start) {
+  const CString elapsed = FormatElapsed(static_cast<long long>(std::time(nullptr) - start));
+  return StrFormat(success ? "Importazione dati terminata con successo: %s." : "Importazione dati terminata con errori: %s.",
+                   elapsed.c_str());
 }
 
 }  // namespace tarvo::solvar

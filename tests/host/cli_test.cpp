@@ -79,8 +79,9 @@ TEST(CommandLine, HelpListsTheProceduresByNumberWithWhatTheyDoAndEveryRunOption)
       EXPECT_TRUE(Contains(r->out, tarvo::StrFormat("%5ld", e.number))) << e.number;
       EXPECT_TRUE(Contains(r->out, tarvo::Cp1252ToUtf8(e.description))) << e.number;
     }
+    for (const ProcedureEntry& e : UnnumberedProcedures()) EXPECT_TRUE(Contains(r->out, e.className)) << e.className;
   }
-  for (const char* option : {"--db", "--src", "--dest", "--in-dir", "--out-dir", "--http-server", "--http-url",
+  for (const char* option : {"--class", "--db", "--src", "--dest", "--in-dir", "--out-dir", "--http-server", "--http-url",
                              "--http-user", "--http-password", "--ftp-server", "--ftp-user", "--ftp-password",
                              "--ftp-folder", "--param", "--root-dir", "--agent-id", "--company-id",
                              "--branch-id", "--log-file", "--batch", "--config"})
@@ -197,6 +198,31 @@ TEST(List, AFileWithoutTheProcedureTableFails) {
   EXPECT_EQ(r.exit_code, 1);
   EXPECT_TRUE(Contains(r.err, "procedure table"));
   EXPECT_EQ(Host({"list", "--db", dir.File("none.db")}).exit_code, 1);
+}
+
+// --- procedures without a number ----------------------------------------------------------------
+// The classification import inserts only: a second run meets its own codes, a database error that
+// leaves the procedure; the host reports a failed run and its transaction is rolled back.
+TEST_F(InitializedDb, RunByClassNameAndADatabaseErrorThatEscapesIsAFailedRun) {
+  const std::string in = std::string(TARVO_TEST_DATA_DIR) + "/solvar/classificazione";
+  const std::vector<std::string> args = {"run", "--class", "CTarvoImportSolvarClassificazioneArticoli", "--db", db_,
+                                         "--in-dir", in, "--batch"};
+  const long before = CountRows(db_, "SELECT COUNT(*) FROM CATEGORIA");
+  ProcessResult first = Host(args);
+  EXPECT_EQ(first.exit_code, 0) << first.out << first.err;
+  EXPECT_TRUE(Contains(first.out, "procedure CTarvoImportSolvarClassificazioneArticoli ended with result 1"));
+  EXPECT_EQ(CountRows(db_, "SELECT COUNT(*) FROM CATEGORIA"), before + 3);
+  Execute(db_, "DELETE FROM CATEGORIA WHERE ID = '007'");  // inserted again, then '010' fails
+  ProcessResult second = Host(args);
+  EXPECT_EQ(second.exit_code, 1) << second.out << second.err;
+  EXPECT_TRUE(Contains(second.err, "the procedure failed on a database error: ")) << second.err;
+  EXPECT_EQ(CountRows(db_, "SELECT COUNT(*) FROM CATEGORIA WHERE ID = '007'"), 0);
+
+  EXPECT_EQ(Host({"run", "--class", "CTarvoNoSuchProcedure", "--db", db_}).exit_code, 3);
+  ProcessResult numbered = Host({"run", "--class", "CTarvoExportSolvarArticoli", "--db", db_});
+  EXPECT_EQ(numbered.exit_code, 64);
+  EXPECT_TRUE(Contains(numbered.err, "is procedure 1008")) << numbered.err;
+  EXPECT_EQ(Host({"run", "2", "--class", "CTarvoImportSolvarClassificazioneArticoli", "--db", db_}).exit_code, 64);
 }
 
 // --- a real procedure end to end -----------------------------------------------------------------

@@ -62,6 +62,46 @@ TEST_P(FtpTransferTest, PutListGetAndDeleteOnOneConnection) {
 INSTANTIATE_TEST_SUITE_P(Modes, FtpTransferTest, testing::Bool(),
                          [](const testing::TestParamInfo<bool>& info) { return info.param ? "Passive" : "Active"; });
 
+// LIST lines of servers without MLSD: the wall clock is kept as the server wrote it.
+TEST(FtpListLine, UnixAndDosFormsGiveNameSizeKindAndWallClock) {
+  std::tm now{};
+  now.tm_year = 126, now.tm_mon = 2, now.tm_mday = 20, now.tm_hour = 12;
+  const std::time_t reference = timegm(&now);
+  struct Case {
+    const char* line;
+    bool entry;
+    const char* name;
+    long long size;
+    bool folder;
+    int year, month, day, hour, minute;
+  };
+  const Case cases[] = {
+      {"-rw-r--r--   1 foto  foto   4096 Mar 15 09:30 foto uno.jpg", true, "foto uno.jpg", 4096, false, 2026, 2, 15, 9, 30},
+      {"-rw-r--r--   1 foto  foto   12 Dec 31 23:59 vecchia.jpg", true, "vecchia.jpg", 12, false, 2025, 11, 31, 23, 59},
+      {"drwxr-xr-x   2 foto  foto   4096 Jan  3  2019 archivio", true, "archivio", 4096, true, 2019, 0, 3, 0, 0},
+      {"lrwxrwxrwx   1 foto  foto   5 Mar 01 10:00 link.jpg -> a.jpg", true, "link.jpg", 5, false, 2026, 2, 1, 10, 0},
+      {"03-15-07  09:30PM              12345 a.jpg", true, "a.jpg", 12345, false, 2007, 2, 15, 21, 30},
+      {"03-15-07  12:05AM       <DIR>          foto", true, "foto", 0, true, 2007, 2, 15, 0, 5},
+      {"total 12", false, "", 0, false, 0, 0, 0, 0, 0},
+      {"drwxr-xr-x   2 foto  foto   4096 Jan  3  2019 ..", false, "", 0, false, 0, 0, 0, 0, 0},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.line);
+    CFtpFileInfo info;
+    std::tm wall{};
+    ASSERT_EQ(ParseFtpListLine(c.line, reference, info, wall), c.entry);
+    if (!c.entry) continue;
+    EXPECT_EQ(info.name, c.name);
+    EXPECT_EQ(info.size, c.size);
+    EXPECT_EQ(info.isDirectory, c.folder);
+    EXPECT_EQ(wall.tm_year + 1900, c.year);
+    EXPECT_EQ(wall.tm_mon, c.month);
+    EXPECT_EQ(wall.tm_mday, c.day);
+    EXPECT_EQ(wall.tm_hour, c.hour);
+    EXPECT_EQ(wall.tm_min, c.minute);
+  }
+}
+
 // --- error paths ---
 
 TEST_F(FtpClientTest, WrongPasswordFailsToOpenWithServerText) {

@@ -12,9 +12,16 @@
 
 namespace tarvo::test {
 
+// How the server lists folders: MLSD with UTC times (pyftpdlib's default), or, for a server of
+// the older kind, no MLSD and LIST in the wall-clock time of `timeZone` (MDTM stays UTC).
+struct FtpServerOptions {
+  bool mlsd = true;
+  std::string timeZone;  // the server process's TZ, "" = inherited
+};
+
 class FtpServer {
  public:
-  FtpServer(std::string user = "foto", std::string password = "segreta");
+  FtpServer(std::string user = "foto", std::string password = "segreta", FtpServerOptions options = {});
   ~FtpServer();
   // False (with the reason) when the server could not be started here.
   bool Running(std::string* why = nullptr) const;
