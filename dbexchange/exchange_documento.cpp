@@ -37,6 +37,17 @@ void CTarvoExchangeDocumento::CopyHeader(const CDocumentoSet& source, CDocumento
   CopyFields(source, target, {{1, source.GetFieldCount() - 1}});
 }
 
+long CTarvoExchangeDocumento::WriteCounterpart(CDocumentRecords& r, const CString& filter, long customer) {
+  const bool found = AddOrEdit(r.target, filter);
+  const long id = found ? r.target.m_ID : r.customers.DestinationIds().GetNewId("GET_ID_DOCUMENTO");
+  CopyHeader(r.source, r.target);
+  if (!found) r.target.m_ID = id;
+  r.target.m_CLI_FAT_ID = customer;
+  r.target.m_F_MODIFICATO = 1;
+  r.target.Update();
+  return id;
+}
+
 void CTarvoExchangeDocumento::AddLineCopy(const CVociDocumentoSet& source, CVociDocumentoSet& target,
                                           long documentId) {
   if (!target.IsOpen()) target.Open();

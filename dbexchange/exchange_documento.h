@@ -63,6 +63,10 @@ class CTarvoExchangeDocumento : public CTarvoImport {
   // Copies every header column but ID from the source's current row into `target` (a row being
   // added or edited), null state included.
   static void CopyHeader(const CDocumentoSet& source, CDocumentoSet& target);
+  // Writes the source's current document over its counterpart on the destination, the document
+  // `filter` finds there (kept under its ID), or as a new one keyed by GET_ID_DOCUMENTO; the copy
+  // gets `customer` and the modified flag. Returns the destination document's ID.
+  static long WriteCounterpart(CDocumentRecords& records, const CString& filter, long customer);
   // Adds to `target` a copy of the source's current line (null state included) belonging to
   // `documentId`; its ID is left to the destination unless the caller sets it before Update.
   static void AddLineCopy(const CVociDocumentoSet& source, CVociDocumentoSet& target, long documentId);

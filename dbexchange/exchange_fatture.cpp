@@ -29,15 +29,9 @@ int CTarvoExchangeFatture::TransferInvoice(CDocumentRecords& r) {
 
   // The series is not part of the key: an invoice of another series with this number and year is
   // overwritten.
-  const bool found = tarvo::exchange::AddOrEdit(
-      r.target, StrFormat("( ID_CAUSALE = 101 ) AND ( NUMERO = %ld ) AND ( ANNO = %ld )", invoice.m_NUMERO,
-                          invoice.m_ANNO));
-  const long id = found ? r.target.m_ID : r.customers.DestinationIds().GetNewId("GET_ID_DOCUMENTO");
-  CopyHeader(invoice, r.target);
-  if (!found) r.target.m_ID = id;
-  r.target.m_CLI_FAT_ID = customer;
-  r.target.m_F_MODIFICATO = 1;
-  r.target.Update();
+  const long id = WriteCounterpart(
+      r, StrFormat("( ID_CAUSALE = 101 ) AND ( NUMERO = %ld ) AND ( ANNO = %ld )", invoice.m_NUMERO, invoice.m_ANNO),
+      customer);
 
   invoice.Edit();
   invoice.m_F_MODIFICATO = 0;

@@ -36,15 +36,10 @@ int CTarvoExchangeStatoOrdini::TransferOrderState(CDocumentRecords& r, int flag)
   const long customer = r.customers.Resolve(order.m_CLI_FAT_PARTITAIVA, order.m_CLI_FAT_ID);
 
   // The series goes into the search as it is, and any causal matches.
-  const bool found = tarvo::exchange::AddOrEdit(
-      r.target, StrFormat("( SERIE = '%s' ) AND ( NUMERO = %ld ) AND ( ANNO = %ld )", order.m_SERIE.c_str(),
-                          order.m_NUMERO, order.m_ANNO));
-  const long id = found ? r.target.m_ID : r.customers.DestinationIds().GetNewId("GET_ID_DOCUMENTO");
-  CopyHeader(order, r.target);
-  if (!found) r.target.m_ID = id;
-  r.target.m_CLI_FAT_ID = customer;
-  r.target.m_F_MODIFICATO = 1;
-  r.target.Update();
+  const long id = WriteCounterpart(r,
+                                   StrFormat("( SERIE = '%s' ) AND ( NUMERO = %ld ) AND ( ANNO = %ld )",
+                                             order.m_SERIE.c_str(), order.m_NUMERO, order.m_ANNO),
+                                   customer);
 
   OpenLines(r.sourceLines, order.m_ID);
   m_pInDatabase->ExecuteSQL(StrFormat("DELETE FROM VOCI_DOCUMENTO WHERE ID_DOCUMENTO = %ld", id));

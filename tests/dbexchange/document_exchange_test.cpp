@@ -11,6 +11,7 @@
 #include "dbexchange/exchange_stato_ordini.h"
 #include "framework/exchange_factory.h"
 #include "platform/settings.h"
+#include "support/query_rows.h"
 #include "support/recording_window.h"
 #include "support/test_db.h"
 
@@ -37,26 +38,6 @@ const char kCustomer[] =
     "A.RAGIONESOCIALE, A.RAGIONESOCIALE2, A.PARTITAIVA, A.CODICEFISCALE, A.CODICE_CLIENTE, A.CODICE_DESTINATARIO, "
     "A.RIFERIMENTO, A.FIDO, A.SCONTO_1, A.SCONTO_2, A.LISTINO, A.ID_FORMULA_PAGAMENTO";
 
-std::vector<std::string> Rows(CDatabase& db, const std::string& sql) {
-  std::vector<std::string> rows;
-  CODBCRecordset rs(&db);
-  for (rs.Open(sql); !rs.IsEOF(); rs.MoveNext()) {
-    std::string row;
-    for (int i = 0; i < rs.GetFieldCount(); ++i) {
-      CDBField& f = rs.Field(i);
-      row += f.IsNull() ? std::string("<null>")
-             : IsSqlRealType(f.GetSQLType()) || IsSqlIntegerType(f.GetSQLType()) ? StrFormat("%.6g", f.AsDouble())
-                                                                                  : std::string(f.AsString());
-      row += "|";
-    }
-    rows.push_back(row);
-  }
-  return rows;
-}
-std::string Value(CDatabase& db, const std::string& sql) {
-  std::vector<std::string> rows = Rows(db, sql);
-  return rows.empty() ? std::string("<none>") : rows[0];
-}
 
 // One document as every database must show it, found by causal, series, number and year.
 struct Document {
@@ -67,8 +48,8 @@ struct Document {
     return StrFormat("D.ID_CAUSALE = %d AND D.SERIE = '%s' AND D.NUMERO = %d AND D.ANNO = 2026", causal, serie, numero);
   }
   std::vector<std::string> Contents(CDatabase& db) const {
-    std::vector<std::string> all = Rows(db, StrFormat("SELECT %s FROM DOCUMENTO D WHERE %s", kHeader, Where().c_str()));
-    for (const std::string& l : Rows(db, StrFormat("SELECT %s FROM VOCI_DOCUMENTO WHERE ID_DOCUMENTO IN "
+    std::vector<std::string> all = QueryRows(db, StrFormat("SELECT %s FROM DOCUMENTO D WHERE %s", kHeader, Where().c_str()));
+    for (const std::string& l : QueryRows(db, StrFormat("SELECT %s FROM VOCI_DOCUMENTO WHERE ID_DOCUMENTO IN "
                                                   "(SELECT D.ID FROM DOCUMENTO D WHERE %s) ORDER BY ID",
                                                   kLine, Where().c_str())))
       all.push_back(l);
@@ -77,9 +58,9 @@ struct Document {
   // The document's customer on that database, with its branches and their zones.
   std::vector<std::string> Customer(CDatabase& db) const {
     std::string of = StrFormat("(SELECT D.CLI_FAT_ID FROM DOCUMENTO D WHERE %s)", Where().c_str());
-    std::vector<std::string> all = Rows(db, StrFormat("SELECT %s FROM AZIENDA A WHERE A.ID = %s", kCustomer, of.c_str()));
+    std::vector<std::string> all = QueryRows(db, StrFormat("SELECT %s FROM AZIENDA A WHERE A.ID = %s", kCustomer, of.c_str()));
     for (const std::string& b :
-         Rows(db, StrFormat("SELECT S.DESCRIZIONE, S.INDIRIZZO, S.F_SEDE_PRINCIPALE, S.CAP, S.NOMEZONAPOSTALE, "
+         QueryRows(db, StrFormat("SELECT S.DESCRIZIONE, S.INDIRIZZO, S.F_SEDE_PRINCIPALE, S.CAP, S.NOMEZONAPOSTALE, "
                             "S.SIGLAPROVINCIA, S.CODICEISTAT, S.CODICECATASTALE FROM SEDE_COMPLETA S "
                             "WHERE S.IDAZIENDA = %s ORDER BY S.DESCRIZIONE",
                             of.c_str())))
@@ -88,7 +69,7 @@ struct Document {
   }
   // "state|modified|"
   std::string State(CDatabase& db) const {
-    return Value(db, StrFormat("SELECT D.ID_STATO_ORDINE, D.F_MODIFICATO FROM DOCUMENTO D WHERE %s", Where().c_str()));
+    return QueryRow(db, StrFormat("SELECT D.ID_STATO_ORDINE, D.F_MODIFICATO FROM DOCUMENTO D WHERE %s", Where().c_str()));
   }
 };
 
@@ -188,7 +169,7 @@ TEST_P(DocumentExchange, AnOrderAndAnInvoiceTravelTheWholeCycle) {
   EXPECT_EQ(order.Customer(web), customer);
   EXPECT_EQ(order.State(agent), "2|0|");
   EXPECT_EQ(order.State(web), "2|0|");
-  EXPECT_EQ(Value(web, "SELECT COUNT(*) FROM DOCUMENTO"), "4|") << "the agent's four orders in state 1";
+  EXPECT_EQ(QueryRow(web, "SELECT COUNT(*) FROM DOCUMENTO"), "4|") << "the agent's four orders in state 1";
   EXPECT_TRUE(exportLog.HasLine(" - Esportato ordine AG/1 (codice 30)"));
   EXPECT_TRUE(exportLog.HasLine(" - Cliente non trovato. Inserimento nuovo cliente..."));
   EXPECT_TRUE(exportLog.HasLine("Esportazione ordini termita con successo."));
@@ -198,8 +179,8 @@ TEST_P(DocumentExchange, AnOrderAndAnInvoiceTravelTheWholeCycle) {
   EXPECT_EQ(order.Customer(company), customer);
   EXPECT_EQ(order.State(web), "5|1|");
   EXPECT_EQ(order.State(company), "5|1|");
-  EXPECT_EQ(Value(company, "SELECT COUNT(*) FROM AZIENDA WHERE PARTITAIVA = '02345670134'"), "1|");
-  EXPECT_EQ(Value(company, "SELECT COUNT(*) FROM AZIENDA"), "9|") << "the known customers were found, not copied";
+  EXPECT_EQ(QueryRow(company, "SELECT COUNT(*) FROM AZIENDA WHERE PARTITAIVA = '02345670134'"), "1|");
+  EXPECT_EQ(QueryRow(company, "SELECT COUNT(*) FROM AZIENDA"), "9|") << "the known customers were found, not copied";
 
   // The company ships the order without its note line.
   company.ExecuteSQL("UPDATE DOCUMENTO SET ID_STATO_ORDINE = 6, F_MODIFICATO = 1, NOTE = 'Spedito' WHERE SERIE = 'AG' AND NUMERO = 1");
@@ -217,15 +198,15 @@ TEST_P(DocumentExchange, AnOrderAndAnInvoiceTravelTheWholeCycle) {
   EXPECT_EQ(order.State(agent), "6|1|");
   EXPECT_EQ(order.State(web), "6|0|");
   EXPECT_TRUE(stateLog.HasLine(" - Aggiornamento ordine 'AG'/1 del 2026 (Ag. 3)... OK!"));
-  EXPECT_EQ(Value(agent, "SELECT COUNT(*) FROM DOCUMENTO WHERE SERIE = 'AG' AND NUMERO = 1"), "1|");
+  EXPECT_EQ(QueryRow(agent, "SELECT COUNT(*) FROM DOCUMENTO WHERE SERIE = 'AG' AND NUMERO = 1"), "1|");
 
   const std::vector<std::string> issued = invoice.Contents(company);
   ASSERT_EQ(issued.size(), 3u);
   ASSERT_EQ(Run(Make<CTarvoExportWebFatture>(), *company_, *web_), 1);
   EXPECT_EQ(invoice.Contents(web), issued);
   EXPECT_EQ(invoice.Customer(web), customer);
-  EXPECT_EQ(Value(web, "SELECT COUNT(*) FROM DOCUMENTO WHERE ID_CAUSALE = 101"), "4|") << "every modified invoice";
-  EXPECT_EQ(Value(company, "SELECT COUNT(*) FROM DOCUMENTO WHERE F_MODIFICATO = 1 AND ID_CAUSALE = 101"), "0|");
+  EXPECT_EQ(QueryRow(web, "SELECT COUNT(*) FROM DOCUMENTO WHERE ID_CAUSALE = 101"), "4|") << "every modified invoice";
+  EXPECT_EQ(QueryRow(company, "SELECT COUNT(*) FROM DOCUMENTO WHERE F_MODIFICATO = 1 AND ID_CAUSALE = 101"), "0|");
 
   RecordingWindow invoiceLog;
   ASSERT_EQ(Run(Make<CTarvoImportAgenteFatture>(), *web_, *agent_, invoiceLog), 1);
@@ -233,7 +214,7 @@ TEST_P(DocumentExchange, AnOrderAndAnInvoiceTravelTheWholeCycle) {
   EXPECT_EQ(invoice.Customer(agent), customer);
   EXPECT_EQ(invoice.State(agent), "<null>|1|");
   EXPECT_EQ(invoice.State(web), "<null>|0|");
-  const std::string webId = Value(web, "SELECT ID FROM DOCUMENTO WHERE ID_CAUSALE = 101 AND NUMERO = 5");
+  const std::string webId = QueryRow(web, "SELECT ID FROM DOCUMENTO WHERE ID_CAUSALE = 101 AND NUMERO = 5");
   EXPECT_EQ(invoiceLog.Texts(), (std::vector<std::string>{"Database destinazione aperto.", "Database sorgente aperto.",
                                                           "Avvio importazione fatture...",
                                                           " - Importata fattura A/5 (codice " +
@@ -241,7 +222,102 @@ TEST_P(DocumentExchange, AnOrderAndAnInvoiceTravelTheWholeCycle) {
                                                           "Importazione fatture termita con successo.",
                                                           "Database sorgente chiuso.", "Database destinazione chiuso."}))
       << "only the agent's own invoice, found on the agent's database and rewritten in place";
-  EXPECT_EQ(Value(agent, "SELECT COUNT(*) FROM DOCUMENTO WHERE ID_CAUSALE = 101 AND NUMERO = 5"), "1|");
+  EXPECT_EQ(QueryRow(agent, "SELECT COUNT(*) FROM DOCUMENTO WHERE ID_CAUSALE = 101 AND NUMERO = 5"), "1|");
+}
+
+// --- rules of the single procedures ------------------------------------------------------------
+// Order states: an order without lines is written but not cleared (its header rides with the next
+// order's commits) and repeats the previous word; a null agent is logged as 0; the counterpart is
+// found under any causal, and its lines are replaced by new ones with new keys.
+TEST_P(DocumentExchange, OrderStatesOverwriteTheirCounterpartAndKeepLinelessOrdersModified) {
+  // The drivers read the orders by number: A/1 (no lines) comes before A/3.
+  company_->Execute("INSERT INTO AZIENDA (ID, RAGIONESOCIALE, PARTITAIVA) VALUES (1, 'Alimentari Rossi', '04567890159')");
+  for (const char* values : {"2, 1, 3, NULL", "3, 3, 6, 'spedito'"})
+    company_->Execute(StrFormat("INSERT INTO DOCUMENTO (ID, NUMERO, ID_STATO_ORDINE, NOTE, ID_CAUSALE, SERIE, ANNO, "
+                                "CLI_FAT_ID, CLI_FAT_PARTITAIVA, F_MODIFICATO) VALUES (%s, 15, 'A', 2026, 1, "
+                                "'04567890159', 1)",
+                                values));
+  company_->Execute("INSERT INTO VOCI_DOCUMENTO (ID, ID_DOCUMENTO, ID_ARTICOLO) VALUES (1, 3, 'ALI001')");
+  company_->Execute("INSERT INTO VOCI_DOCUMENTO (ID, ID_DOCUMENTO, ID_ARTICOLO) VALUES (2, 3, 'ALI002')");
+  web_->Execute("INSERT INTO DOCUMENTO (ID, ID_CAUSALE, SERIE, NUMERO, ANNO) VALUES (5, 101, 'A', 3, 2026)");
+  web_->Execute("INSERT INTO VOCI_DOCUMENTO (ID, ID_DOCUMENTO, DESCRIZIONE) VALUES (9, 5, 'vecchia')");
+  RecordingWindow window;
+  ASSERT_EQ(Run(Make<CTarvoExportWebStatoOrdini>(), *company_, *web_, window), 1);
+  EXPECT_EQ(window.Texts(), (std::vector<std::string>{
+                                "Database sorgente aperto.", "Database destinazione aperto.", "Avvio esportazione stato ordini...",
+                                " - Aggiornamento ordine 'A'/1 del 2026 (Ag. 0) in corso...",
+                                " - Cliente non trovato. Inserimento nuovo cliente...",
+                                " - Inserimento nuovo cliente effettuato con successo.",
+                                " - Aggiornamento ordine 'A'/1 del 2026 (Ag. 0)... OK!",
+                                " - Aggiornamento ordine 'A'/3 del 2026 (Ag. 0) in corso...",
+                                " - Aggiornamento ordine 'A'/3 del 2026 (Ag. 0)... OK!",
+                                "Esportazione stato ordini termita con successo.", "Database sorgente chiuso.",
+                                "Database destinazione chiuso."}));
+  CDatabase &company = company_->Db(), &web = web_->Db();
+  const Document order{15, "A", 3};
+  EXPECT_EQ(order.Contents(web), order.Contents(company));
+  EXPECT_EQ(QueryRow(web, "SELECT ID, ID_STATO_ORDINE, F_MODIFICATO FROM DOCUMENTO WHERE NUMERO = 3"), "5|6|1|");
+  EXPECT_EQ(QueryRow(web, "SELECT COUNT(*) FROM VOCI_DOCUMENTO WHERE ID_DOCUMENTO = 5 AND ID > 100000"), "2|");
+  EXPECT_EQ(QueryRow(web, "SELECT ID_STATO_ORDINE FROM DOCUMENTO WHERE NUMERO = 1"), "3|") << "carried by A/3's commit";
+  EXPECT_EQ(QueryRows(company, "SELECT NUMERO, F_MODIFICATO FROM DOCUMENTO ORDER BY ID"),
+            (std::vector<std::string>{"1|1|", "3|0|"}));
+
+  // A series with a quote breaks the counterpart's search: a database error ends the run.
+  company.ExecuteSQL("UPDATE DOCUMENTO SET SERIE = 'A''B' WHERE NUMERO = 1");
+  RecordingWindow failing;
+  EXPECT_EQ(Run(Make<CTarvoExportWebStatoOrdini>(), *company_, *web_, failing), 0);
+  EXPECT_TRUE(HasLineStartingWith(failing, "ERRORE database "));
+  EXPECT_TRUE(failing.HasLine("Esportazione stato ordini fallita."));
+}
+
+// The log of a run with nothing to do, and of one stopped before its first document (the
+// lines do not depend on the driver: one is enough).
+class DocumentExchangeLog : public DocumentExchange {};
+TEST_P(DocumentExchangeLog, EmptyAndStoppedRunsLogTheirOwnWords) {
+  struct Case {
+    std::unique_ptr<CTarvoImport> (*make)();
+    std::vector<std::string> empty, stopped;
+  };
+  const std::string stop = "Operazione interrotta dall'utente.";
+  const Case cases[] = {
+      {&Make<CTarvoExportWebOrdini>,
+       {"Database destinazione aperto.", "Database sorgente aperto.", "Avvio esportazione ordini...",
+        "Esportazione ordini termita con successo.", "Database sorgente chiuso.", "Database destinazione chiuso."},
+       {"Avvio esportazione ordini...", stop, "Esportazione ordini fallita."}},
+      {&Make<CTarvoImportWebStatoOrdini>,
+       {"Database sorgente aperto.", "Database destinazione aperto.", "Avvio importazione stato ordini...",
+        "Importazione stato ordini termita con successo.", "Database sorgente chiuso.", "Database destinazione chiuso."},
+       {"Avvio importazione stato ordini...", stop, "Importazione stato ordini fallita."}},
+      {&Make<CTarvoImportAgenteFatture>,
+       {"Database destinazione aperto.", "Database sorgente aperto.", "Avvio importazione fatture...",
+        "Importazione fatture termita con successo.", "Database sorgente chiuso.", "Database destinazione chiuso."},
+       {"Avvio importazione fatture...", stop, "Operazione interrotta dall'utente", "Importazione fatture fallita."}},
+  };
+  for (const Case& c : cases) {
+    RecordingWindow empty;
+    EXPECT_EQ(Run(c.make(), *web_, *agent_, empty), 1);
+    EXPECT_EQ(empty.Texts(), c.empty);
+    stop_.SetEvent();
+    RecordingWindow stopped;
+    EXPECT_EQ(Run(c.make(), *web_, *agent_, stopped), 0);
+    stop_.ResetEvent();
+    std::vector<std::string> texts = stopped.Texts();
+    EXPECT_EQ(std::vector<std::string>(texts.begin() + 2, texts.end() - 2), c.stopped);
+    EXPECT_EQ(stopped.Lines().at(3).status, TMS_ERROR);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Drivers, DocumentExchangeLog, testing::Values(DbKind::kSQLite), DbKindName);
+
+TEST_P(DocumentExchange, CheckUnitaMisuraAddsOnlyMissingCodes) {
+  agent_->Execute("INSERT INTO UNITA_MISURA (ID, DESCRIZIONE) VALUES ('PZ', 'Pezzi')");
+  CTarvoImportAgenteFatture p;
+  p.SetDestConfig(agent_->Config());
+  ASSERT_TRUE(p.OpenInDatabase(true));
+  for (const char* code : {"PZ", "", "KG"}) p.CheckUnitaMisura(code);
+  p.CloseInDatabase();
+  EXPECT_EQ(QueryRows(agent_->Db(), "SELECT ID, DESCRIZIONE FROM UNITA_MISURA ORDER BY ID"),
+            (std::vector<std::string>{"KG|KG|", "PZ|Pezzi|"}));
 }
 
 // --- stop and failure --------------------------------------------------------------------------
@@ -283,19 +359,19 @@ TEST_P(DocumentExchange, AStoppedExportKeepsTheOrdersLoggedAndASecondRunSendsThe
   for (const std::string& t : window.Texts()) logged += t.rfind(" - Esportato ordine S/", 0) == 0;
   ASSERT_LT(logged, kOrders) << "the stop came too late to test anything";
   CDatabase &agent = agent_->Db(), &web = web_->Db();
-  EXPECT_EQ(Value(web, "SELECT COUNT(*), COUNT(DISTINCT NUMERO), MAX(NUMERO) FROM DOCUMENTO"),
+  EXPECT_EQ(QueryRow(web, "SELECT COUNT(*), COUNT(DISTINCT NUMERO), MAX(NUMERO) FROM DOCUMENTO"),
             StrFormat("%d|%d|%d|", logged, logged, logged));
-  EXPECT_EQ(Value(web, "SELECT COUNT(*) FROM VOCI_DOCUMENTO"), StrFormat("%d|", 2 * logged));
-  EXPECT_EQ(Value(agent, "SELECT COUNT(*) FROM DOCUMENTO WHERE SERIE = 'S' AND ID_STATO_ORDINE = 2"), StrFormat("%d|", logged));
+  EXPECT_EQ(QueryRow(web, "SELECT COUNT(*) FROM VOCI_DOCUMENTO"), StrFormat("%d|", 2 * logged));
+  EXPECT_EQ(QueryRow(agent, "SELECT COUNT(*) FROM DOCUMENTO WHERE SERIE = 'S' AND ID_STATO_ORDINE = 2"), StrFormat("%d|", logged));
 
   stop_.ResetEvent();
   ASSERT_EQ(Run(Make<CTarvoExportWebOrdini>(), *agent_, *web_), 1);
-  EXPECT_EQ(Value(web, "SELECT COUNT(*), COUNT(DISTINCT NUMERO) FROM DOCUMENTO"), StrFormat("%d|%d|", kOrders, kOrders));
-  EXPECT_EQ(Rows(web, "SELECT D.NUMERO, V.ID_ARTICOLO, V.QUANTITA FROM DOCUMENTO D JOIN VOCI_DOCUMENTO V ON "
+  EXPECT_EQ(QueryRow(web, "SELECT COUNT(*), COUNT(DISTINCT NUMERO) FROM DOCUMENTO"), StrFormat("%d|%d|", kOrders, kOrders));
+  EXPECT_EQ(QueryRows(web, "SELECT D.NUMERO, V.ID_ARTICOLO, V.QUANTITA FROM DOCUMENTO D JOIN VOCI_DOCUMENTO V ON "
                       "V.ID_DOCUMENTO = D.ID ORDER BY D.NUMERO, V.ID_ARTICOLO"),
-            Rows(agent, "SELECT D.NUMERO, V.ID_ARTICOLO, V.QUANTITA FROM DOCUMENTO D JOIN VOCI_DOCUMENTO V ON "
+            QueryRows(agent, "SELECT D.NUMERO, V.ID_ARTICOLO, V.QUANTITA FROM DOCUMENTO D JOIN VOCI_DOCUMENTO V ON "
                         "V.ID_DOCUMENTO = D.ID WHERE D.SERIE = 'S' ORDER BY D.NUMERO, V.ID_ARTICOLO"));
-  EXPECT_EQ(Value(web, "SELECT COUNT(*) FROM AZIENDA"), "1|") << "the one customer, created once";
+  EXPECT_EQ(QueryRow(web, "SELECT COUNT(*) FROM AZIENDA"), "1|") << "the one customer, created once";
 }
 
 // The destination refuses a line of the second order: the first stays transferred, the second is
@@ -310,15 +386,15 @@ TEST_P(DocumentExchange, ARefusedLineUndoesItsOrderOnBothSidesAndTheNextRunResum
   EXPECT_TRUE(HasLineStartingWith(window, "ERRORE database")) << "followed by the driver's text";
   EXPECT_EQ(window.Texts().at(window.Texts().size() - 3), "Esportazione ordini fallita.");
   CDatabase &agent = agent_->Db(), &web = web_->Db();
-  EXPECT_EQ(Rows(web, "SELECT SERIE, NUMERO FROM DOCUMENTO"), std::vector<std::string>{"A|1|"});
-  EXPECT_EQ(Value(web, "SELECT COUNT(*) FROM VOCI_DOCUMENTO"), "3|");
-  EXPECT_EQ(Rows(agent, "SELECT SERIE, NUMERO, ID_STATO_ORDINE FROM DOCUMENTO WHERE ID_AGENTE_SEDE_SOCIETA = 3 "
+  EXPECT_EQ(QueryRows(web, "SELECT SERIE, NUMERO FROM DOCUMENTO"), std::vector<std::string>{"A|1|"});
+  EXPECT_EQ(QueryRow(web, "SELECT COUNT(*) FROM VOCI_DOCUMENTO"), "3|");
+  EXPECT_EQ(QueryRows(agent, "SELECT SERIE, NUMERO, ID_STATO_ORDINE FROM DOCUMENTO WHERE ID_AGENTE_SEDE_SOCIETA = 3 "
                         "AND ID_CAUSALE = 15 ORDER BY ID"),
             (std::vector<std::string>{"A|1|2|", "A|2|1|", "AG|1|1|", "AG|2|1|", "AG|3|2|", "AG|4|5|"}));
 
   AcceptLines(*web_);
   ASSERT_EQ(Run(Make<CTarvoExportWebOrdini>(), *agent_, *web_), 1);
-  EXPECT_EQ(Value(web, "SELECT COUNT(*), COUNT(DISTINCT SERIE || '/' || NUMERO) FROM DOCUMENTO"), "4|4|");
+  EXPECT_EQ(QueryRow(web, "SELECT COUNT(*), COUNT(DISTINCT SERIE || '/' || NUMERO) FROM DOCUMENTO"), "4|4|");
   for (const Document& d : {Document{15, "A", 1}, Document{15, "A", 2}, Document{15, "AG", 1}, Document{15, "AG", 2}})
     EXPECT_EQ(d.Contents(web), d.Contents(agent)) << d.serie << "/" << d.numero;
 }
@@ -333,15 +409,15 @@ TEST_P(DocumentExchange, ARefusedLineLeavesTheDestinationsInvoiceAsItWas) {
   CDatabase &company = company_->Db(), &web = web_->Db();
   const Document second{101, "B", 2};
   EXPECT_EQ(second.Contents(web).size(), 2u);
-  EXPECT_EQ(Value(web, "SELECT NOTE FROM DOCUMENTO WHERE ID = 7"), "vecchia|");
-  EXPECT_EQ(Value(web, "SELECT DESCRIZIONE FROM VOCI_DOCUMENTO WHERE ID_DOCUMENTO = 7"), "riga vecchia|");
-  EXPECT_EQ(Rows(company, "SELECT NUMERO, F_MODIFICATO FROM DOCUMENTO WHERE ID_CAUSALE = 101 ORDER BY ID"),
+  EXPECT_EQ(QueryRow(web, "SELECT NOTE FROM DOCUMENTO WHERE ID = 7"), "vecchia|");
+  EXPECT_EQ(QueryRow(web, "SELECT DESCRIZIONE FROM VOCI_DOCUMENTO WHERE ID_DOCUMENTO = 7"), "riga vecchia|");
+  EXPECT_EQ(QueryRows(company, "SELECT NUMERO, F_MODIFICATO FROM DOCUMENTO WHERE ID_CAUSALE = 101 ORDER BY ID"),
             (std::vector<std::string>{"1|0|", "2|1|", "3|1|", "4|0|", "5|1|"}));
 
   AcceptLines(*web_);
   ASSERT_EQ(Run(Make<CTarvoExportWebFatture>(), *company_, *web_), 1);
   // The series is not part of the key: B/2 became A/2 in place, its old line gone.
-  EXPECT_EQ(Value(web, "SELECT ID, SERIE FROM DOCUMENTO WHERE NUMERO = 2"), "7|A|");
+  EXPECT_EQ(QueryRow(web, "SELECT ID, SERIE FROM DOCUMENTO WHERE NUMERO = 2"), "7|A|");
   for (int n = 1; n <= 5; ++n) {
     const Document d{101, "A", n};
     if (n != 4) {
