@@ -20,16 +20,14 @@ demo=build/demo-orders
 rm -rf "$demo"
 mkdir -p "$demo"
 
-# The laptop and the company start from the demo company; the company has none of the agent's
-# orders yet, nor the bakery she signed up (customer 9). The web database starts empty.
+# The laptop and the company start from the demo company, but the company has none of the
+# agent's orders yet. The web database starts empty: every customer is new to it.
 "$exe" init --db "$demo/agent.db" --demo >/dev/null
 "$exe" init --db "$demo/company.db" --demo >/dev/null
 "$exe" init --db "$demo/web.db" >/dev/null
 sqlite3 "$demo/company.db" <<'SQL'
 DELETE FROM VOCI_DOCUMENTO WHERE ID_DOCUMENTO IN (SELECT ID FROM DOCUMENTO WHERE ID_CAUSALE = 15 AND ID_AGENTE_SEDE_SOCIETA = 3);
 DELETE FROM DOCUMENTO WHERE ID_CAUSALE = 15 AND ID_AGENTE_SEDE_SOCIETA = 3;
-DELETE FROM SEDE WHERE IDAZIENDA = 9;
-DELETE FROM AZIENDA WHERE ID = 9;
 SQL
 
 show() {
