@@ -1,11 +1,8 @@
 #include "dbexchange/customer_resolution.h"
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <set>
-
+#include "support/children.h"
+#include "support/query_rows.h"
 #include "support/recording_window.h"
 #include "support/test_db.h"
 
@@ -21,22 +18,6 @@ class LogOnly : public CTarvoImport {
   int Run() override { return 0; }
 };
 
-std::vector<std::string> Rows(CDatabase& db, const std::string& sql) {
-  std::vector<std::string> rows;
-  CODBCRecordset rs(&db);
-  for (rs.Open(sql); !rs.IsEOF(); rs.MoveNext()) {
-    std::string row;
-    for (int i = 0; i < rs.GetFieldCount(); ++i) {
-      CDBField& f = rs.Field(i);
-      row += f.IsNull() ? std::string("<null>")
-             : IsSqlRealType(f.GetSQLType()) ? StrFormat("%g", f.AsDouble())
-                                             : std::string(f.AsString());
-      row += "|";
-    }
-    rows.push_back(row);
-  }
-  return rows;
-}
 
 class CustomerResolution : public DbTest {
  protected:
@@ -82,17 +63,17 @@ TEST_P(CustomerResolution, AMissingCustomerIsCopiedWithItsBranchesAndZonesAndThe
   EXPECT_EQ(window_.Texts(), (std::vector<std::string>{" - Cliente non trovato. Inserimento nuovo cliente...",
                                                        " - Inserimento nuovo cliente effettuato con successo."}));
 
-  std::vector<std::string> copied = Rows(destination_->Db(), StrFormat(kCompanySql, StrFormat("ID = %ld", id).c_str()));
-  std::vector<std::string> original = Rows(source_->Db(), StrFormat(kCompanySql, "ID = 3"));
+  std::vector<std::string> copied = QueryRows(destination_->Db(), StrFormat(kCompanySql, StrFormat("ID = %ld", id).c_str()));
+  std::vector<std::string> original = QueryRows(source_->Db(), StrFormat(kCompanySql, "ID = 3"));
   ASSERT_EQ(copied.size(), 1u);
   // Copied: everything but EMAIL, NOTE (skipped) and ID_BANCA (untouched, null); F_CLIENTE keeps its default.
   EXPECT_EQ(copied[0], "Supermercato La Spiga S.r.l.|<null>|06789010177|06789010177|<null>|<null>|000103|<null>|"
                        "0000000|Sig.ra Cristina Galli|30000|2|L1|1|<null>|3|");
   EXPECT_NE(original[0], copied[0]);
-  EXPECT_EQ(Rows(destination_->Db(), StrFormat(kBranchSql, id)),
+  EXPECT_EQ(QueryRows(destination_->Db(), StrFormat(kBranchSql, id)),
             (std::vector<std::string>{"Punto vendita di Monza|Via Italia 31|0|20900|Monza|<null>|<null>|<null>|",
                                       "Sede principale|Via Triumplina 110|1|25121|Brescia|BS|017029|B157|"}));
-  EXPECT_EQ(Rows(destination_->Db(), "SELECT COUNT(*) FROM ZONA_POSTALE"), std::vector<std::string>{"2|"});
+  EXPECT_EQ(QueryRows(destination_->Db(), "SELECT COUNT(*) FROM ZONA_POSTALE"), std::vector<std::string>{"2|"});
 
   // Known now: by VAT number, and by tax code alone (customer 2's tax code differs from its VAT number).
   EXPECT_EQ(resolver.Resolve("06789010177", 999), id);
@@ -112,7 +93,7 @@ TEST_P(CustomerResolution, AnUnknownSourceCustomerKeepsTheCurrentOne) {
   EXPECT_EQ(resolver.Resolve("NESSUNO", 4242), -1);
   window_.Drain();
   EXPECT_TRUE(window_.Lines().empty());
-  EXPECT_EQ(Rows(destination_->Db(), "SELECT COUNT(*) FROM AZIENDA"), std::vector<std::string>{"1|"});
+  EXPECT_EQ(QueryRows(destination_->Db(), "SELECT COUNT(*) FROM AZIENDA"), std::vector<std::string>{"1|"});
 }
 
 // Quotes are doubled in every search and stored as read; two branches in one new zone create it once.
@@ -124,11 +105,11 @@ TEST_P(CustomerResolution, QuotesAreDoubledInSearchesAndKeptInValues) {
   CCustomerResolver resolver = Resolver();
   const long id = resolver.Resolve("IT'50", 50);
   EXPECT_EQ(resolver.Resolve("IT'50", 50), id);
-  EXPECT_EQ(Rows(destination_->Db(), "SELECT RAGIONESOCIALE, PARTITAIVA FROM AZIENDA"),
+  EXPECT_EQ(QueryRows(destination_->Db(), "SELECT RAGIONESOCIALE, PARTITAIVA FROM AZIENDA"),
             std::vector<std::string>{"L'Osteria|IT'50|"});
-  EXPECT_EQ(Rows(destination_->Db(), "SELECT CAP, NOMEZONAPOSTALE, SIGLAPROVINCIA FROM ZONA_POSTALE"),
+  EXPECT_EQ(QueryRows(destination_->Db(), "SELECT CAP, NOMEZONAPOSTALE, SIGLAPROVINCIA FROM ZONA_POSTALE"),
             std::vector<std::string>{"11100|Valle d'Aosta|AO|"});
-  EXPECT_EQ(Rows(destination_->Db(), "SELECT COUNT(DISTINCT IDZONAPOSTALE), COUNT(*) FROM SEDE"),
+  EXPECT_EQ(QueryRows(destination_->Db(), "SELECT COUNT(DISTINCT IDZONAPOSTALE), COUNT(*) FROM SEDE"),
             std::vector<std::string>{"1|2|"});
 }
 
@@ -145,7 +126,7 @@ TEST_P(CustomerResolution, CompanyColumnsAreCopiedByNameFromAnyRecord) {
   to.m_ID = 1;
   CopyCompanyColumns(from, to, true);
   to.Update();
-  EXPECT_EQ(Rows(destination_->Db(), StrFormat(kCompanySql, "ID = 1")),
+  EXPECT_EQ(QueryRows(destination_->Db(), StrFormat(kCompanySql, "ID = 1")),
             std::vector<std::string>{"Associazione Sportiva Dilettantistica Pegaso|<null>|<null>|91234560372|<null>|"
                                      "<null>|000108|<null>|M5UXCR1|<null>|<null>|0|L1|0|<null>|1|"});
   EXPECT_TRUE(FindCompany(to, "", "91234560372"));
@@ -158,37 +139,19 @@ TEST_P(CustomerResolution, TwoProcessesCreatingCustomersNeverShareAKey) {
   for (int i = 0; i < 2 * kPerChild; ++i)
     source_->Execute(StrFormat("INSERT INTO AZIENDA (ID, RAGIONESOCIALE, PARTITAIVA) VALUES (%d, 'C%d', 'PI%d')",
                                1000 + i, i, i));
-  std::vector<pid_t> children;
-  for (int child = 0; child < 2; ++child) {
-    pid_t pid = fork();
-    ASSERT_GE(pid, 0);
-    if (pid == 0) {
-      int status = 0;
-      try {
-        CDatabase out, in;
-        out.OpenEx(source_->Config());
-        in.OpenEx(destination_->Config());
-        LogOnly quiet;
-        CCustomerResolver resolver(quiet, &out, &in);
-        for (int i = child * kPerChild; i < (child + 1) * kPerChild; ++i) {
-          BeginWriteTransaction(in);
-          resolver.Resolve(StrFormat("PI%d", i), 1000 + i);
-          in.CommitTrans();
-        }
-      } catch (const std::exception& e) {
-        fprintf(stderr, "%s\n", e.what());
-        status = 1;
-      }
-      _exit(status);
+  EXPECT_TRUE(RunInChildren(2, [&](int child) {
+    CDatabase out, in;
+    out.OpenEx(source_->Config());
+    in.OpenEx(destination_->Config());
+    LogOnly quiet;
+    CCustomerResolver resolver(quiet, &out, &in);
+    for (int i = child * kPerChild; i < (child + 1) * kPerChild; ++i) {
+      BeginWriteTransaction(in);
+      resolver.Resolve(StrFormat("PI%d", i), 1000 + i);
+      in.CommitTrans();
     }
-    children.push_back(pid);
-  }
-  for (pid_t pid : children) {
-    int status = 0;
-    waitpid(pid, &status, 0);
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
-  }
-  EXPECT_EQ(Rows(destination_->Db(), "SELECT COUNT(*), COUNT(DISTINCT ID), COUNT(DISTINCT PARTITAIVA) FROM AZIENDA"),
+  }));
+  EXPECT_EQ(QueryRows(destination_->Db(), "SELECT COUNT(*), COUNT(DISTINCT ID), COUNT(DISTINCT PARTITAIVA) FROM AZIENDA"),
             std::vector<std::string>{StrFormat("%d|%d|%d|", 2 * kPerChild, 2 * kPerChild, 2 * kPerChild)});
 }
 

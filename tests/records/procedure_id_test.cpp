@@ -1,13 +1,12 @@
 #include "platform/records/procedure_id.h"
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <fstream>
 #include <set>
 
 #include "company_db_test.h"
+#include "support/children.h"
 #include "support/test_db.h"
 
 using namespace tarvo;
@@ -57,30 +56,13 @@ TEST(ProcedureIdSqlite, TwoProcessesNeverReceiveTheSameKey) {
   scratch.LoadSchema("company.sql");
   TempDir dir;
   constexpr int kDraws = 300;
-  std::vector<pid_t> children;
-  for (int child = 0; child < 2; ++child) {
-    pid_t pid = fork();
-    ASSERT_GE(pid, 0);
-    if (pid == 0) {
-      int status = 0;
-      try {
-        CDatabase db;
-        db.OpenEx(scratch.Config());
-        CProcedureId id(&db);
-        std::ofstream out(dir.File("ids" + std::to_string(child)));
-        for (int i = 0; i < kDraws; ++i) out << id.GetNewId("GET_ID_DOCUMENTO") << "\n";
-      } catch (...) {
-        status = 1;
-      }
-      _exit(status);
-    }
-    children.push_back(pid);
-  }
-  for (pid_t pid : children) {
-    int status = 0;
-    waitpid(pid, &status, 0);
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
-  }
+  EXPECT_TRUE(RunInChildren(2, [&](int child) {
+    CDatabase db;
+    db.OpenEx(scratch.Config());
+    CProcedureId id(&db);
+    std::ofstream out(dir.File("ids" + std::to_string(child)));
+    for (int i = 0; i < kDraws; ++i) out << id.GetNewId("GET_ID_DOCUMENTO") << "\n";
+  }));
   std::set<long> seen;
   size_t total = 0;
   for (int child = 0; child < 2; ++child) {
