@@ -173,8 +173,7 @@ CString CFixedWidthLine::DecimalText(int offset, int width) const {
 CFixedWidthWriter::CFixedWidthWriter(const CString& path) { file_.Open(NativePath(path), CStdioFile::Mode::kWrite); }
 
 void CFixedWidthWriter::WriteRecord(const CString& record) {
-  file_.WriteString(record);
-  file_.WriteString("\r\n");
+  file_.WriteString(TextModeLineEnds(record + "\n"));  // a line feed inside a value too
   ++records_;
 }
 

@@ -88,9 +88,11 @@ bool CTarvoExchangeXML::DOMElement_driverfile_command(DOMElement* element) {
     return false;
   }
   // The program's exit code does not decide the step; its output goes to the log as it comes.
-  child.ReadOutput([this](const char* data, size_t length) { LogEx(CString(data, length).c_str(), -1, TMS_INFO); });
+  const CEvent* stop = GetEventStop();
+  child.ReadOutput([this](const char* data, size_t length) { LogEx(CString(data, length).c_str(), -1, TMS_INFO); },
+                   511, [stop] { return stop && stop->IsSet(); });
   child.Wait();
-  return true;
+  return !CtrlEventStop();  // a stop ended the program: the driver ends too
 }
 
 bool CTarvoExchangeXML::DOMElement_driverfile_delfile(DOMElement* element) {
