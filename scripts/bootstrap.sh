@@ -8,6 +8,7 @@ PACKAGES=(
   unixodbc unixodbc-dev libsqliteodbc odbc-postgresql
   sqlite3 postgresql-15 postgresql-client-15
   python3 python3-pyftpdlib zip unzip
+  clang libclang-rt-14-dev
 )
 missing=()
 for p in "${PACKAGES[@]}"; do
