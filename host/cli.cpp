@@ -2,6 +2,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include <string_view>
+
 
 #include "build_info.h"
 #include "framework/exchange_factory.h"
@@ -89,6 +91,20 @@ void AddRunOptions(CLI::App& run, RunOptions& o) {
 }
 }  // namespace
 
+void HidePasswordArguments(int argc, char** argv) {
+  auto blank = [](char* text) {
+    for (; *text; ++text) *text = '*';
+  };
+  for (int i = 1; i < argc; ++i) {
+    std::string_view arg(argv[i]);
+    if (!arg.starts_with("--")) continue;
+    size_t eq = arg.find('=');
+    if (!arg.substr(0, eq).ends_with("-password")) continue;
+    if (eq != std::string_view::npos) blank(argv[i] + eq + 1);  // --x-password=value
+    else if (i + 1 < argc) blank(argv[++i]);                    // --x-password value
+  }
+}
+
 int HostMain(int argc, char** argv) {
   Console console(Console::ProcessStreams());
 
@@ -119,6 +135,7 @@ int HostMain(int argc, char** argv) {
 
   try {
     app.parse(argc, argv);
+    HidePasswordArguments(argc, argv);
     if (*run && !config_file.empty()) run->ApplyConfigFile(config_file);
   } catch (const CLI::ParseError& e) {
     int code = app.exit(e);

@@ -10,6 +10,7 @@
 #include <functional>
 #include <thread>
 
+#include "host/cli.h"
 #include "host/console.h"
 #include "host/run_command.h"
 #include "host/stop_signals.h"
@@ -316,6 +317,16 @@ TEST(RunSettings, DatabasePasswordIsAddedToConnectionStringsWithoutOne) {
   };
   for (const auto& [config, expected] : cases) EXPECT_EQ(WithPassword(config, "se;gr}eta"), expected) << config;
   EXPECT_EQ(WithPassword("DSN=ditta", ""), "DSN=ditta");
+}
+
+TEST(RunSettings, PasswordArgumentsAreBlankedOnceParsed) {
+  std::vector<std::string> args = {"tarvo-exchange", "run", "7", "--db-password", "segreta", "--http-password=p@ss",
+                                   "--ftp-user", "mario", "--param", "password=x"};
+  std::vector<char*> argv;
+  for (std::string& a : args) argv.push_back(a.data());
+  HidePasswordArguments(static_cast<int>(argv.size()), argv.data());
+  EXPECT_EQ(args, (std::vector<std::string>{"tarvo-exchange", "run", "7", "--db-password", "*******",
+                                            "--http-password=****", "--ftp-user", "mario", "--param", "password=x"}));
 }
 
 }  // namespace
