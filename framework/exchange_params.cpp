@@ -2,13 +2,13 @@
 #include <ctime>
 #include <string_view>
 
+#include "framework/placeholders.h"
 #include "framework/tarvo_import.h"
 #include "platform/settings.h"
 
 using tarvo::StrFormat;
 
 namespace {
-constexpr std::string_view kIdentifierAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWYXZabcdefghijklmnopqrstuvwyxz0123456789_";
 
 bool LocalNow(std::tm& tm) {
   std::time_t now = std::time(nullptr);
@@ -47,22 +47,7 @@ bool CTarvoImport::CheckExchangeParam(const CString& name, CString& value) const
   return true;
 }
 
-void CTarvoImport::CheckForFilterParams(CString& text) const {
-  CString lastValue;
-  size_t p = text.find('@');
-  while (p != CString::npos) {
-    text.insert(p, 1, '#');
-    // text now holds "#@" at p; the name follows the "@".
-    size_t nameStart = p + 2;
-    size_t nameEnd = text.find_first_not_of(kIdentifierAlphabet, nameStart);
-    if (nameEnd == CString::npos) nameEnd = text.size();
-    CString name = text.substr(nameStart, nameEnd - nameStart);
-    auto it = m_mapFilterParams.find(name);
-    if (it != m_mapFilterParams.end()) lastValue = it->second;
-    tarvo::ReplaceAll(text, "#@" + name, lastValue);
-    p = text.find('@', p + 1);
-  }
-}
+void CTarvoImport::CheckForFilterParams(CString& text) const { tarvo::ExpandPlaceholders(text, m_mapFilterParams); }
 
 void CTarvoImport::AddDefaultParams() {
   auto& m = m_mapFilterParams;

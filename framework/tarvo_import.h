@@ -10,6 +10,7 @@
 #pragma once
 
 #include "dialogs/parser_dialog.h"
+#include "framework/placeholders.h"
 #include "platform/event.h"
 #include "platform/odbc.h"
 #include "platform/stdio_file.h"
@@ -107,6 +108,9 @@ class CTarvoImport {
   int GetFilterParam(const CString& name, CString& value) const;
   const CMapStringToString& GetFilterParams() const { return m_mapFilterParams; }
   bool CheckExchangeParam(const CString& name, CString& value) const;
+  // tarvo::ExpandPlaceholders with the filter parameters (placeholders.h). Throws CEndlessPlaceholder
+  // when a value names itself again, directly or through others, so the substitution would
+  // never end.
   void CheckForFilterParams(CString& text) const;
 
   // --- logging ---

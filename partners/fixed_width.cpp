@@ -223,8 +223,7 @@ bool CFixedWidthReader::Next(CString& line) {
 CFixedWidthWriter::CFixedWidthWriter(const CString& path) { file_.Open(NativePath(path), CStdioFile::Mode::kWrite); }
 
 void CFixedWidthWriter::WriteRecord(const CString& record) {
-  file_.WriteString(record);
-  file_.WriteString("\r\n");
+  file_.WriteString(TextModeLineEnds(record + "\n"));  // a line feed inside a value too
   ++records_;
 }
 

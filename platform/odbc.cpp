@@ -447,6 +447,9 @@ CString CDBField::AsString() const {
       return StrFormat("%.15g", real_);
     case Kind::kDate:
       if (sql_type_ == SQL_TYPE_DATE) return StrFormat("%04d-%02d-%02d", date_.year, date_.month, date_.day);
+      // A time of day comes through the driver with today's date in front: the time alone.
+      if (sql_type_ == SQL_TYPE_TIME || sql_type_ == SQL_TIME)
+        return StrFormat("%02d:%02d:%02d", date_.hour, date_.minute, date_.second);
       return date_.ToString();
     default:
       return text_;

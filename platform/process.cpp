@@ -1,11 +1,14 @@
 #include "platform/process.h"
 
 #include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 
 #include "platform/files.h"
 
@@ -75,7 +78,13 @@ bool CChildProcess::Start(const CString& commandLine) {
   std::vector<char*> argv;
   for (CString& a : args) argv.push_back(a.data());
   argv.push_back(nullptr);
-  int rc = ::posix_spawnp(&pid_, argv[0], &actions, nullptr, argv.data(), environ);
+  // A group of its own, so that a stop reaches whatever the program starts in turn.
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
+  posix_spawnattr_setpgroup(&attributes, 0);
+  int rc = ::posix_spawnp(&pid_, argv[0], &actions, &attributes, argv.data(), environ);
+  posix_spawnattr_destroy(&attributes);
   posix_spawn_file_actions_destroy(&actions);
   ::close(fds[1]);
   if (rc != 0) {
@@ -88,10 +97,25 @@ bool CChildProcess::Start(const CString& commandLine) {
   return true;
 }
 
-void CChildProcess::ReadOutput(const std::function<void(const char*, size_t)>& sink, size_t blockSize) {
+void CChildProcess::ReadOutput(const std::function<void(const char*, size_t)>& sink, size_t blockSize,
+                               const std::function<bool()>& stopRequested) {
   if (readFd_ < 0) return;
   std::vector<char> buffer(blockSize);
+  int stopSignal = 0;  // the last signal sent on a stop request
+  auto sentAt = std::chrono::steady_clock::now();
   for (;;) {
+    // A stop asks the child to end, and 2 s later makes it end.
+    auto now = std::chrono::steady_clock::now();
+    if (pid_ > 0 && stopSignal == 0 && stopRequested && stopRequested()) {
+      ::kill(-pid_, stopSignal = SIGTERM);
+      sentAt = now;
+    } else if (pid_ > 0 && stopSignal == SIGTERM && now - sentAt > std::chrono::seconds(2)) {
+      ::kill(-pid_, stopSignal = SIGKILL);
+    }
+    pollfd p{readFd_, POLLIN, 0};
+    int ready = ::poll(&p, 1, 200);
+    if (ready < 0 && errno != EINTR) break;
+    if (ready <= 0) continue;
     ssize_t n = ::read(readFd_, buffer.data(), buffer.size());
     if (n < 0 && errno == EINTR) continue;
     if (n <= 0) break;

@@ -23,12 +23,16 @@ class CChildProcess {
   CChildProcess(const CChildProcess&) = delete;
   CChildProcess& operator=(const CChildProcess&) = delete;
 
-  // Starts the program with no standard input, in the current folder and environment. False
+  // Starts the program with no standard input, in the current folder and environment, in a
+  // process group of its own. False
   // when the pipe cannot be made or the program cannot be started; errno then holds the cause.
   bool Start(const CString& commandLine);
   // Hands the child's output to `sink` in blocks of at most `blockSize` bytes, as it comes,
-  // until the child closes its output.
-  void ReadOutput(const std::function<void(const char* data, size_t length)>& sink, size_t blockSize = 511);
+  // until the child closes its output. `stopRequested` (may be empty) is polled at least every
+  // 200 ms: once it says true the child's process group (the child and what it started) gets
+  // SIGTERM, and SIGKILL 2 s later.
+  void ReadOutput(const std::function<void(const char* data, size_t length)>& sink, size_t blockSize = 511,
+                  const std::function<bool()>& stopRequested = {});
   // Waits for the child to end; its exit code, or -1 when it was killed or never started.
   int Wait();
 

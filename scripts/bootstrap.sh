@@ -10,6 +10,7 @@ PACKAGES=(
   sqlite3 postgresql-15 postgresql-client-15
   python3 python3-pyftpdlib zip unzip
   libncurses-dev tmux
+  clang libclang-rt-14-dev
 )
 missing=()
 for p in "${PACKAGES[@]}"; do

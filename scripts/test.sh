@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds and runs the whole test suite: once normally, once under AddressSanitizer and
-# UndefinedBehaviorSanitizer, each against SQLite and a PostgreSQL cluster started on loopback.
+# UndefinedBehaviorSanitizer, each against SQLite and a PostgreSQL cluster started on loopback;
+# then each fuzz target for a short fixed time (scripts/fuzz.sh; TARVO_FUZZ_SECONDS per target).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 "./scripts/bootstrap.sh"
@@ -20,4 +21,7 @@ run() {  # run BUILD_DIR [cmake options...]
 run build
 if [ "${TARVO_SKIP_SANITIZERS:-0}" != 1 ]; then
   UBSAN_OPTIONS=print_stacktrace=1 run build-asan -DTARVO_SANITIZE=ON
+fi
+if [ "${TARVO_SKIP_FUZZ:-0}" != 1 ]; then
+  "./scripts/fuzz.sh" "${TARVO_FUZZ_SECONDS:-15}"
 fi

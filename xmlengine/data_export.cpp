@@ -273,8 +273,8 @@ bool CTarvoExchangeXML::ExportQueryText(const CString& sql, const CString& table
         if (csv && i > 0) line += ',';
         line += ColumnText(plans[static_cast<size_t>(i)], rs.Field(i));
       }
-      line += "\r\n";
-      file.WriteString(line);
+      line += '\n';
+      file.WriteString(tarvo::TextModeLineEnds(line));  // line feeds inside values too
       ++rows;
       rs.MoveNext();
     }

@@ -10,7 +10,10 @@
 #include <xercesc/sax2/DefaultHandler.hpp>
 #include <xercesc/sax2/SAX2XMLReader.hpp>
 #include <xercesc/sax2/XMLReaderFactory.hpp>
+#include <xercesc/util/OutOfMemoryException.hpp>
 #include <xercesc/util/XMLString.hpp>
+
+#include "platform/errors.h"
 
 #include "xmlengine/dom_support.h"
 
@@ -54,7 +57,10 @@ class Handler : public xercesc::DefaultHandler {
  public:
   explicit Handler(Content& content) : content_(content) {}
 
+  void setDocumentLocator(const xercesc::Locator* const locator) override { locator_ = locator; }
+
   void startElement(const XMLCh*, const XMLCh*, const XMLCh* qname, const xercesc::Attributes& attrs) override {
+    nesting_.Enter(locator_);
     ++depth_;
     if (skipFrom_ || depth_ == 1) return;
     if (depth_ == 2 && Is(qname, u"table")) {
@@ -83,6 +89,7 @@ class Handler : public xercesc::DefaultHandler {
   }
 
   void endElement(const XMLCh*, const XMLCh*, const XMLCh*) override {
+    nesting_.Leave();
     int depth = depth_--;
     if (skipFrom_) {
       if (depth == skipFrom_) skipFrom_ = 0;
@@ -134,6 +141,8 @@ class Handler : public xercesc::DefaultHandler {
 
   enum { kNone, kTable, kExecute } state_ = kNone;
   Content& content_;
+  const xercesc::Locator* locator_ = nullptr;
+  tarvo::xml::NestingGuard nesting_;
   std::vector<Seen> names_, types_;
   size_t column_ = 0;  // columns of the current record so far
   int depth_ = 0;
@@ -242,6 +251,7 @@ bool CDataFileReader::Read(const CString& path, xercesc::ErrorHandler* errors, c
   reader->setFeature(xercesc::XMLUni::fgXercesSchemaFullChecking, false);
   // Nothing is validated: the scanner that only checks well-formedness is the fastest one.
   reader->setProperty(xercesc::XMLUni::fgXercesScannerName, const_cast<XMLCh*>(xercesc::XMLUni::fgWFXMLScanner));
+  tarvo::xml::Harden(*reader);
   reader->setErrorHandler(errors);
   Content content;
   Handler handler(content);
@@ -250,8 +260,18 @@ bool CDataFileReader::Read(const CString& path, xercesc::ErrorHandler* errors, c
   // A file that cannot be opened throws here, as it does for the driver file.
   xercesc::XMLPScanToken token;
   const XStr file(path);
-  bool more = reader->parseFirst(file.c_str(), token);
-  while (more) more = reader->parseNext(token);
+  try {
+    bool more = reader->parseFirst(file.c_str(), token);
+    for (unsigned n = 1; more; ++n) {
+      if (n % 4096 == 0 && events.stopRequested && events.stopRequested()) return false;
+      more = reader->parseNext(token);
+    }
+  } catch (const xercesc::SAXParseException& e) {
+    if (errors) errors->fatalError(e);  // nested too deep
+    return false;
+  } catch (const xercesc::OutOfMemoryException&) {
+    throw tarvo::CException(tarvo::ErrorKind::kEnvironment, "memoria esaurita durante la lettura del file " + path);
+  }
   if (reader->getErrorCount() != 0) return false;
   reader.reset();
   return content.Deliver(events);

@@ -21,12 +21,17 @@ struct CDataFileEvents {
   std::function<void(const CString& name, int records)> endTable;
   // The text of an `execute` (plain text children only, as written); false stops the reading.
   std::function<bool(const CString& text)> execute;
+  // Polled while the file is read (may be empty): true ends the reading with nothing handed out.
+  std::function<bool()> stopRequested;
 };
 
 class CDataFileReader {
  public:
   // Parses the file at `path` (native) without validation, reporting errors to `errors`, and,
   // when it has none, hands its content to `events` in document order. Returns false when the
-  // file has errors or an event stopped the reading. The XML library's exceptions pass through.
+  // file has errors (elements nested too deep among them: reported to `errors` as well), a stop
+  // was requested or an event stopped the reading. The XML library's exceptions pass through,
+  // except running out of memory, which becomes a tarvo::CException. External entities and
+  // DTDs are never fetched (dom_support.h).
   static bool Read(const CString& path, xercesc::ErrorHandler* errors, const CDataFileEvents& events);
 };

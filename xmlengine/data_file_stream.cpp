@@ -17,9 +17,11 @@ const std::array<char16_t, 256>& UnicodeOfByte() {
 constexpr size_t kFlushSize = 1 << 20;
 }  // namespace
 
-CDataFileStream::CDataFileStream(const CString& path) : path_(path), temp_(path + ".part") {
+CDataFileStream::CDataFileStream(const CString& path) : path_(path) {
   try {
-    file_.Open(temp_, CStdioFile::Mode::kWrite);
+    // A name of its own: two exports into one folder never write the same temporary file.
+    file_.OpenTemporaryBeside(path_);
+    temp_ = file_.GetFilePath();
   } catch (const tarvo::CFileException&) {
     return;
   }

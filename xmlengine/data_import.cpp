@@ -31,6 +31,55 @@ bool ContainsWord(const CString& text, const CString& word) {
   return false;
 }
 
+// A number as SQL writes one: blanks, an optional sign, digits with an optional decimal point,
+// an optional exponent, blanks. Nothing else may reach a statement unquoted.
+bool IsSqlNumber(const CString& text) {
+  size_t i = 0, n = text.size();
+  auto digits = [&] {
+    size_t start = i;
+    while (i < n && text[i] >= '0' && text[i] <= '9') ++i;
+    return i - start;
+  };
+  while (i < n && text[i] == ' ') ++i;
+  if (i < n && (text[i] == '+' || text[i] == '-')) ++i;
+  size_t count = digits();
+  if (i < n && text[i] == '.') {
+    ++i;
+    count += digits();
+  }
+  if (count == 0) return false;
+  if (i < n && (text[i] == 'e' || text[i] == 'E')) {
+    ++i;
+    if (i < n && (text[i] == '+' || text[i] == '-')) ++i;
+    if (digits() == 0) return false;
+  }
+  while (i < n && text[i] == ' ') ++i;
+  return i == n;
+}
+
+bool IsNumericType(const CString& type) {
+  return type == "integer" || type == "number" || type == "float" || type == "double";
+}
+
+// True when a key value of a date or time type holds only what dates and times are written with.
+bool IsDateText(const CString& text) { return text.find_first_not_of("0123456789-:./ T") == CString::npos; }
+
+// Why a record cannot be written as it stands: a value that its type says is a number and is
+// not one, or a date key with other characters (key values are written into the statement).
+CString InvalidValue(const CTarvoExchangeXML::CRecord& record) {
+  for (const auto& column : record) {
+    if (column.m_bIsNull || column.m_strValue.empty()) continue;
+    bool bad = IsNumericType(column.m_strType) ? !IsSqlNumber(column.m_strValue)
+               : column.m_strType.empty() || column.m_strType == "string"
+                   ? false
+                   : ContainsWord(record.m_strPrimaryKey, column.m_strName) && !IsDateText(column.m_strValue);
+    if (bad)
+      return StrFormat("valore \"%s\" non valido per la colonna %s di tipo %s", column.m_strValue.c_str(),
+                       column.m_strName.c_str(), column.m_strType.c_str());
+  }
+  return CString();
+}
+
 // A text value as the destination column takes it: numbers and dates converted when the text is
 // one, anything else handed over as text for the database to judge.
 CDBValue ValueForColumn(short sqlType, const CString& text) {
@@ -110,6 +159,8 @@ CString CTarvoExchangeXML::BuildKeyCondition(const CRecord& record) {
 
 bool CTarvoExchangeXML::WriteRecord(CRecord& record) {
   record.m_nColumns = static_cast<int>(record.size());
+  record.m_strError = InvalidValue(record);
+  if (!record.m_strError.empty()) return false;
   record.m_strCondition = BuildKeyCondition(record);
   record.m_strColumns.clear();
   for (const CColumn& column : record) {
@@ -258,6 +309,7 @@ bool CTarvoExchangeXML::Process_driverfile_ImportTableXML(const CString&, const 
   events.record = [this](CRecord& record, int number) { return Process_importfile_Record(record, number); };
   events.endTable = [this](const CString& name, int records) { Process_importfile_EndTable(name, records); };
   events.execute = [this](const CString& text) { return Process_importfile_ExecuteText(text); };
+  events.stopRequested = [this] { return CtrlEventStop(); };
   bool ok = false;
   try {
     ok = CDataFileReader::Read(path, m_pErrorReporter.get(), events);
@@ -325,14 +377,17 @@ bool CTarvoExchangeXML::RunLocalStatement(const CString& sql, bool destination) 
   bool ok = destination ? (IsInDatabaseOpen() || OpenInDatabase(false))
                         : (IsOutDatabaseOpen() || OpenOutDatabase(false));
   if (!ok) return false;
-  try {
-    (destination ? m_pInDatabase : m_pOutDatabase)->ExecuteSQL(sql);
-  } catch (const CDBException& e) {
-    LogEx((StrFormat("-- Errore durante l'esecuzione locale della query: %ld %s", e.m_nRetCode, e.m_strError.c_str()) +
-           "\n")
-              .c_str(),
+  auto fail = [this](long code, const CString& text) {
+    LogEx((StrFormat("-- Errore durante l'esecuzione locale della query: %ld %s", code, text.c_str()) + "\n").c_str(),
           -1, TMS_ERROR);
-    ok = false;
+    return false;
+  };
+  try {
+    // An empty statement fails the same way in every database (some would run it as nothing).
+    if (tarvo::Trim(sql).empty()) ok = fail(-1, "istruzione SQL vuota");
+    else (destination ? m_pInDatabase : m_pOutDatabase)->ExecuteSQL(sql);
+  } catch (const CDBException& e) {
+    ok = fail(e.m_nRetCode, e.m_strError);
   }
   Log("- Fine esecuzione locale query " + sql, TMS_INFO);
   return ok;
@@ -345,14 +400,17 @@ bool CTarvoExchangeXML::Process_driverfile_ImportTableTXT(const CString& table, 
   Log("- Avvio trasferimento tabella " + table, TMS_INFO);
   ImportCacheScope cacheScope(m_pImportCache);
   if (!OpenDestinationForImport()) return false;
-  CStdioFile file;
-  try {
-    file.Open(tarvo::NativePath(filename), CStdioFile::Mode::kRead);
-  } catch (const tarvo::CFileException& e) {
+  auto fileError = [&](const tarvo::CFileException& e) {
     CString message = "ERRORE file " + filename + ": " + e.GetErrorMessage();
     Log(message, TMS_ERROR);
     if (m_bVerbose) AfxMessageBox(message, MB_ICONEXCLAMATION);
     return false;
+  };
+  CStdioFile file;
+  try {
+    file.Open(tarvo::NativePath(filename), CStdioFile::Mode::kRead);
+  } catch (const tarvo::CFileException& e) {
+    return fileError(e);
   }
   try {
     CString line, last;
@@ -386,6 +444,8 @@ bool CTarvoExchangeXML::Process_driverfile_ImportTableTXT(const CString& table, 
     LogEx(("ERRORE database: " + e.m_strError + "\n").c_str(), -1, TMS_ERROR);
     if (m_bVerbose) AfxMessageBox(e.m_strError, MB_ICONEXCLAMATION);
     return false;
+  } catch (const tarvo::CFileException& e) {
+    return fileError(e);  // a read error, or a line longer than any record
   }
   file.Close();
   return true;

@@ -8,8 +8,11 @@
 
 #include <xercesc/dom/DOMException.hpp>
 #include <xercesc/dom/DOMNode.hpp>
+#include <xercesc/parsers/XercesDOMParser.hpp>
 #include <xercesc/sax/ErrorHandler.hpp>
+#include <xercesc/sax/Locator.hpp>
 #include <xercesc/sax/SAXParseException.hpp>
+#include <xercesc/sax2/SAX2XMLReader.hpp>
 #include <xercesc/util/XMLException.hpp>
 
 #include "platform/text.h"
@@ -30,6 +33,48 @@ class XStr {
 // The message of the library's exceptions.
 CString MessageOf(const xercesc::XMLException& e);
 CString MessageOf(const xercesc::DOMException& e);
+
+// Limits of every file this system parses. Files come from outside: an external entity, an
+// external DTD or a schema location is never fetched (each reads as empty), entity references
+// expand at most kMaxEntityExpansions times in a document, and elements nest at most
+// kMaxNesting deep.
+constexpr XMLSize_t kMaxEntityExpansions = 10000;
+constexpr int kMaxNesting = 1000;
+
+// Applies the limits above to a SAX2 reader (the nesting limit is the content handler's, with
+// a NestingGuard).
+void Harden(xercesc::SAX2XMLReader& reader);
+
+// Counts the open elements of a parse; Enter throws a SAXParseException at the element that
+// goes deeper than kMaxNesting, located by `where` when the parser gave a locator.
+class NestingGuard {
+ public:
+  void Enter(const xercesc::Locator* where);
+  void Leave() { --depth_; }
+  void Reset() { depth_ = 0; }
+
+ private:
+  int depth_ = 0;
+};
+
+// A document parser with the limits above. A document nested too deep ends the parse with a
+// SAXParseException (the parser's error handler has not seen it yet).
+class SafeDOMParser : public xercesc::XercesDOMParser {
+ public:
+  SafeDOMParser();
+  // The settings of the driver reader: namespaces, and validation against a grammar only
+  // when the file names one (which then is read as empty: no grammar ever arrives).
+  void PrepareForDrivers();
+  void startElement(const xercesc::XMLElementDecl& decl, const unsigned int uriId, const XMLCh* const prefix,
+                    const xercesc::RefVectorOf<xercesc::XMLAttr>& attributes, const XMLSize_t count,
+                    const bool isEmpty, const bool isRoot) override;
+  void endElement(const xercesc::XMLElementDecl& decl, const unsigned int uriId, const bool isRoot,
+                  const XMLCh* const prefix) override;
+  void startDocument() override;
+
+ private:
+  NestingGuard nesting_;
+};
 
 }  // namespace tarvo::xml
 

@@ -88,9 +88,11 @@ bool CTarvoExchangeXML::DOMElement_driverfile_command(DOMElement* element) {
     return false;
   }
   // The program's exit code does not decide the step; its output goes to the log as it comes.
-  child.ReadOutput([this](const char* data, size_t length) { LogEx(CString(data, length).c_str(), -1, TMS_INFO); });
+  const CEvent* stop = GetEventStop();
+  child.ReadOutput([this](const char* data, size_t length) { LogEx(CString(data, length).c_str(), -1, TMS_INFO); },
+                   511, [stop] { return stop && stop->IsSet(); });
   child.Wait();
-  return true;
+  return !CtrlEventStop();  // a stop ended the program: the driver ends too
 }
 
 bool CTarvoExchangeXML::DOMElement_driverfile_delfile(DOMElement* element) {
@@ -225,6 +227,7 @@ bool CTarvoExchangeXML::Process_driverfile_HttpUpload(const CString& server, con
                             {"password", password, false},
                             {"tarvo", version, false}});
     http->SetUserAgent(userAgent);
+    http->SetStopEvent(GetEventStop());
     http->SetWriteFunction(ResponseCallback, this);  // the reply goes to the log; a stop aborts it
     http->Perform();
   } catch (const tarvo::CNetException& e) {
@@ -256,6 +259,7 @@ bool CTarvoExchangeXML::Process_driverfile_HttpDownload(const CString& server, c
   if (!http) return false;
   http->SetUrl(server + url + "?login=" + username + "&password=" + password + "&tarvo=yes");
   http->SetUserAgent("Tarvo/1.0");
+  http->SetStopEvent(GetEventStop());
 
   CStdioFile file;
   try {
@@ -324,6 +328,7 @@ bool CTarvoExchangeXML::Process_driverfile_FtpUpload(const CString& server, cons
   ftp.SetUserName(username);
   ftp.SetPassword(password);
   ftp.SetServer(server);
+  ftp.SetStopEvent(GetEventStop());
   Log("- Connessione al server \"" + server + "\" in corso", TMS_INFO);
   if (!ftp.Open()) {
     Log("- Impossibile stabilire una connessione con il server: " + m_strFtpServer, TMS_ERROR);

@@ -1,6 +1,7 @@
 // The driver file and its interpreter: finding and parsing the driver, dispatching its elements in
 // document order, and the small steps checkparam, cd, parser and param.
 #include <xercesc/dom/DOM.hpp>
+#include <xercesc/util/OutOfMemoryException.hpp>
 #include <xercesc/util/XMLException.hpp>
 
 #include "platform/files.h"
@@ -90,7 +91,7 @@ int CTarvoExchangeXML::Run() {
 
 void CTarvoExchangeXML::CreateDOMParser() {
   ReleaseDOMParser();
-  m_pParser = std::make_unique<xercesc::XercesDOMParser>();
+  m_pParser = std::make_unique<tarvo::xml::SafeDOMParser>();
   m_pErrorReporter =
       std::make_unique<DOMTreeErrorReporter>(m_bVerbose, [this](const CString& text) { Log(text, TMS_ERROR); });
   m_pParser->setErrorHandler(m_pErrorReporter.get());
@@ -102,10 +103,7 @@ void CTarvoExchangeXML::ReleaseDOMParser() {
 }
 
 CTarvoExchangeXML::DOMDocument* CTarvoExchangeXML::ReadDriver(CString path) {
-  m_pParser->setValidationScheme(xercesc::XercesDOMParser::Val_Auto);
-  m_pParser->setDoNamespaces(true);
-  m_pParser->setDoSchema(true);
-  m_pParser->setValidationSchemaFullChecking(true);
+  m_pParser->PrepareForDrivers();
   try {
     m_pParser->parse(XStr(tarvo::NativePath(path)).c_str());
     if (m_pParser->getErrorCount() > 0) return nullptr;
@@ -115,6 +113,14 @@ CTarvoExchangeXML::DOMDocument* CTarvoExchangeXML::ReadDriver(CString path) {
   } catch (const xercesc::DOMException& e) {
     Log("Errore durante la lettura del driver\n   Dettagli: " + tarvo::xml::MessageOf(e), TMS_ERROR);
     return nullptr;
+  } catch (const xercesc::SAXParseException& e) {
+    m_pErrorReporter->fatalError(e);  // nested too deep: reported like the parser's own errors
+    return nullptr;
+  } catch (const xercesc::OutOfMemoryException&) {
+    Log("Errore durante la lettura del driver\n   Dettagli: memoria esaurita", TMS_ERROR);
+    ReleaseDOMParser();  // the library cannot be trusted with this parser any more
+    CreateDOMParser();
+    return nullptr;
   }
   return m_pParser->adoptDocument();
 }
@@ -123,6 +129,8 @@ bool CTarvoExchangeXML::ExecuteTransfer(DOMDocument* driver) {
   const CString prefix = "Errore durante la creazione del file di dati: \n   Dettagli: ";
   try {
     return DOMElement_driverfile_exchagedriver(driver->getDocumentElement());
+  } catch (const CEndlessPlaceholder& e) {
+    Log(e.GetErrorMessage(), TMS_ERROR);
   } catch (const CDBException& e) {
     Log(prefix + e.m_strError, TMS_ERROR);
   } catch (const xercesc::XMLException& e) {

@@ -92,6 +92,13 @@ bool CTarvoExchangeXML::DOMElement_driverfile_query(DOMElement* e) {
 
 bool CTarvoExchangeXML::ExportQuery(const CString& format, const CString& sql, const CString& table,
                                     const CString& primarykey, CString& filename, bool append) {
+  // A file named after the table stays in the output folder: no folders in the name.
+  const bool writes = format == "xml" || format == "csv" || format == "txt";
+  if (writes && filename.empty() && (table.find_first_of("/\\") != CString::npos || table.find("..") != CString::npos)) {
+    Log(tarvo::W("- ERRORE: il nome di tabella \"") + table + tarvo::W("\" non può dare il nome al file dei dati."),
+        TMS_ERROR);
+    return false;
+  }
   if (format == "xml") return Process_driverfile_ExportQueryXML(sql, table, primarykey, filename);
   if (format == "csv") return Process_driverfile_ExportQueryCSV(sql, table, primarykey, filename, append);
   if (format == "txt") return Process_driverfile_ExportQueryTXT(sql, table, primarykey, filename, append);

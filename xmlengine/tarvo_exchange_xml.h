@@ -22,6 +22,9 @@
 class CDBField;
 class CODBCRecordset;
 class DOMTreeErrorReporter;
+namespace tarvo::xml {
+class SafeDOMParser;
+}
 
 class CTarvoExchangeXML : public CTarvoImport {
  public:
@@ -214,7 +217,7 @@ class CTarvoExchangeXML : public CTarvoImport {
   CString m_strZipFile;                 // "filename" of the last zipfile element
   int m_nFileCounter = 0;               // numbers generated data-file names; never reset
   CString m_strStartDir;                // current folder when the run started
-  std::unique_ptr<xercesc::XercesDOMParser> m_pParser;
+  std::unique_ptr<tarvo::xml::SafeDOMParser> m_pParser;  // the driver reader (dom_support.h)
   std::unique_ptr<DOMTreeErrorReporter> m_pErrorReporter;
 
   std::unique_ptr<CImportCache> m_pImportCache;

@@ -60,7 +60,45 @@ INSTANTIATE_TEST_SUITE_P(
         PlaceholderCase{"lone at sign removed", {}, "price @ 10", "price  10"},
         PlaceholderCase{"case-sensitive names ending at a foreign character", {{"year", "2026"}, {"Year", "X"}},
                         "@year/@Year.txt", "2026/X.txt"},
-        PlaceholderCase{"a value holding an at sign is expanded again", {{"a", "x@b"}, {"b", "y"}}, "@a", "xy"}));
+        PlaceholderCase{"a value holding an at sign is expanded again", {{"a", "x@b"}, {"b", "y"}}, "@a", "xy"},
+        PlaceholderCase{"one value used twice in a row", {{"a", "x@b"}, {"b", "y"}}, "@a@a", "xyxy"},
+        PlaceholderCase{"a value starting with an at sign is not expanded again", {{"a", "@a"}}, "@a.", "@a."}));
+
+// --- substitutions that would never end ---
+
+struct EndlessCase {
+  const char* what;
+  std::vector<std::pair<CString, CString>> params;
+  CString text;
+  const char* named;  // the parameter the error line names
+};
+
+class EndlessPlaceholders : public testing::TestWithParam<EndlessCase> {};
+
+TEST_P(EndlessPlaceholders, EndWithALineNamingTheParameterAndNoPartOfItsValue) {
+  const EndlessCase& c = GetParam();
+  Probe p;
+  for (const auto& [name, value] : c.params) p.SetFilterParam(name, value);
+  CString text = c.text;
+  try {
+    p.CheckForFilterParams(text);
+    FAIL() << c.what << ": ended with " << text.size() << " characters";
+  } catch (const CEndlessPlaceholder& e) {
+    EXPECT_EQ(e.GetErrorMessage(),
+              tarvo::StrFormat("- ERRORE: la sostituzione del parametro @%s non termina: il suo valore lo richiama "
+                               "senza fine.",
+                               c.named))
+        << c.what;
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    FilterParams, EndlessPlaceholders,
+    testing::Values(EndlessCase{"folder with an at sign", {{"srcfolder", "IN@2026"}}, "@srcfolder/a.xml", "srcfolder"},
+                    EndlessCase{"password with an at sign", {{"httppassword", "p@ss"}}, "pw=@httppassword",
+                                "httppassword"},
+                    EndlessCase{"value naming itself", {{"a", "x@a"}}, "@a", "a"},
+                    EndlessCase{"two values naming each other", {{"a", "x@b"}, {"b", "y@a"}}, "-@a-", "a"}));
 
 TEST(DefaultParams, ConnectionSettingsAndUserAreTakenWhenRefilled) {
   CUserAdministrator::SetCurrentUser(7, 3, 12);

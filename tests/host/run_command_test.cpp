@@ -10,6 +10,7 @@
 #include <functional>
 #include <thread>
 
+#include "host/cli.h"
 #include "host/console.h"
 #include "host/run_command.h"
 #include "host/stop_signals.h"
@@ -307,6 +308,27 @@ TEST(RunSettings, OptionsReachTheProcedureAndTheHostSettings) {
   EXPECT_EQ(CUserAdministrator::GetIDSOCIETA(), 2);  // not given: unchanged
   EXPECT_EQ(CConfigAdministrator::GetKey("precisione/prezzi"), "4");
   CConfigAdministrator::Clear();
+}
+
+TEST(RunSettings, DatabasePasswordIsAddedToConnectionStringsWithoutOne) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"DSN=ditta", "DSN=ditta;PWD={se;gr}}eta}"},
+      {"DSN=ditta;", "DSN=ditta;PWD={se;gr}}eta}"},
+      {"DSN=ditta;pwd=altra", "DSN=ditta;pwd=altra"},  // its own password wins
+      {"/srv/company.db", "/srv/company.db"},            // a SQLite file has none
+  };
+  for (const auto& [config, expected] : cases) EXPECT_EQ(WithPassword(config, "se;gr}eta"), expected) << config;
+  EXPECT_EQ(WithPassword("DSN=ditta", ""), "DSN=ditta");
+}
+
+TEST(RunSettings, PasswordArgumentsAreBlankedOnceParsed) {
+  std::vector<std::string> args = {"tarvo-exchange", "run", "7", "--db-password", "segreta", "--http-password=p@ss",
+                                   "--ftp-user", "mario", "--param", "password=x"};
+  std::vector<char*> argv;
+  for (std::string& a : args) argv.push_back(a.data());
+  HidePasswordArguments(static_cast<int>(argv.size()), argv.data());
+  EXPECT_EQ(args, (std::vector<std::string>{"tarvo-exchange", "run", "7", "--db-password", "*******",
+                                            "--http-password=****", "--ftp-user", "mario", "--param", "password=x"}));
 }
 
 }  // namespace

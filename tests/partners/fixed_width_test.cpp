@@ -119,6 +119,15 @@ TEST(FixedWidthWriter, EndsEveryRecordWithCrLfAndTruncatesAnOldFile) {
   EXPECT_EQ(w.RecordCount(), 2);
 }
 
+TEST(FixedWidthWriter, LineFeedInsideAValueIsWrittenAsCrLfLikeEveryOther) {
+  test::TempDir dir;
+  CFixedWidthWriter w(dir.File("f.txt"));
+  w.WriteRecord({{"a", 0, 6}}, {"x\ny"});
+  w.WriteRecord("a\r\nb");
+  w.Close();
+  EXPECT_EQ(ReadFileBytes(dir.File("f.txt")), "x\r\ny   \r\na\r\r\nb\r\n");  // as text mode writes it
+}
+
 TEST(FixedWidthWriter, AFolderThatDoesNotExistIsAFileError) {
   EXPECT_THROW(CFixedWidthWriter("/nonexistent-folder/f.txt"), CFileException);
 }
