@@ -296,7 +296,7 @@ int RunCommand(const RunOptions& options, Console& console) {
   DrainWindow(window, console);
   if (!dialog && (options.choice || !options.categories.empty()) && procedure->GetStrParser().empty()) {
     ui.Attach(nullptr);
-    console.Error(tarvo::StrFormat("--choice, --category: procedure %ld has no parameter dialog", options.number));
+    console.Error("--choice, --category: " + name + " has no parameter dialog");
     return kExitUsage;
   }
   if (dialog) {
