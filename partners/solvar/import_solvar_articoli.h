@@ -10,6 +10,10 @@
 //                                                                        so in effect none)
 //   CTarvoImportSolvarArticoliSenzaClassificazione     none    yes      no
 //
+// Codes are cut as the partner writes them: the file codes as they stand, the codes of an article
+// line without leading blanks (so a one-letter code keeps its trailing blank). An empty line of
+// articoli.txt holds no article and is passed over.
+//
 // Created by the factory or the host and owned by the host; Run executes once on the host's
 // worker thread and polls the stop event once per line of every file.
 #pragma once

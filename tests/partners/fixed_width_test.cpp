@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+
 #include "platform/files.h"
 #include "support/test_db.h"
 
@@ -107,6 +109,14 @@ INSTANTIATE_TEST_SUITE_P(Dates, ParseDateTest,
                                          DateCase{"290223", std::nullopt}, DateCase{"321299", std::nullopt},
                                          DateCase{"011399", std::nullopt}, DateCase{"0101 9", std::nullopt},
                                          DateCase{"01019", std::nullopt}));
+
+TEST(RolledDate, AMonthOrDayOutOfRangeRollsOverAsTheCalendarDoes) {
+  const std::pair<std::array<int, 3>, CDBTimestamp> cases[] = {
+      {{2007, 30, 15}, {2009, 6, 15}}, {{2005, 13, 1}, {2006, 1, 1}}, {{2024, 3, 0}, {2024, 2, 29}},
+      {{2023, 0, 0}, {2022, 11, 30}},  {{2026, 2, 31}, {2026, 3, 3}}, {{2026, 11, 1}, {2026, 11, 1}}};
+  for (const auto& [ymd, expected] : cases)
+    EXPECT_EQ(RolledDate(ymd[0], ymd[1], ymd[2]), expected) << ymd[0] << "-" << ymd[1] << "-" << ymd[2];
+}
 
 TEST(FixedWidthWriter, EndsEveryRecordWithCrLfAndTruncatesAnOldFile) {
   test::TempDir dir;
