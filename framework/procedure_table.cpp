@@ -4,6 +4,8 @@
 #include "xmlengine/tarvo_exchange_xml.h"
 
 #include "dbexchange/exchange_articoli.h"
+#include "dbexchange/exchange_provvigioni.h"
+#include "dbexchange/import_giacenze.h"
 #include "partners/solvar/export_solvar_articoli.h"
 
 namespace {
@@ -25,11 +27,11 @@ const std::vector<ProcedureEntry>& KnownProcedures() {
       {6, "CTarvoImportSolvarStatoOrdini", "Importazione stato ordini Solvar", nullptr},
       {9, "CTarvoImportWebStatoOrdini", "Importazione stato ordini da database web", nullptr},
       {10, "CTarvoImportAgenteFatture", "Importazione fatture da database agente", nullptr},
-      {11, "CTarvoImportAgenteProvvigioni", "Importazione provvigioni da database agente", nullptr},
+      {11, "CTarvoImportAgenteProvvigioni", "Importazione provvigioni da database agente", Make<CTarvoImportAgenteProvvigioni>},
       {12, "CTarvoImportSolvarFatture", "Importazione fatture Solvar", nullptr},
       {13, "CTarvoImportSolvarProvvigioni", "Importazione provvigioni Solvar", nullptr},
       {14, "CTarvoImportAgenteClienti", "Importazione clienti inseriti dall'agente", nullptr},
-      {15, "CTarvoImportGiacenze", "Importazione giacenze di magazzino", nullptr},
+      {15, "CTarvoImportGiacenze", "Importazione giacenze di magazzino", Make<CTarvoImportGiacenze>},
       {16, "CTarvoImportPellorArticoli", "Importazione articoli Pellor con foto", nullptr},
       {17, "CTarvoImportSolvarPellorArticoli", "Importazione combinata articoli", nullptr},
       {21, "CTarvoImportSolvarArticoliNuovi", "Importazione nuovi articoli Solvar", nullptr},
@@ -42,7 +44,7 @@ const std::vector<ProcedureEntry>& KnownProcedures() {
       {1007, "CTarvoExportSolvarOrdini", "Esportazione ordini Solvar", nullptr},
       {1008, "CTarvoExportSolvarArticoli", "Esportazione anagrafica articoli Solvar", Make<CTarvoExportSolvarArticoli>},
       {1009, "CTarvoExportWebFatture", "Esportazione fatture verso database agente", nullptr},
-      {1010, "CTarvoExportWebProvvigioni", "Esportazione provvigioni verso database agente", nullptr},
+      {1010, "CTarvoExportWebProvvigioni", "Esportazione provvigioni verso database agente", Make<CTarvoExportWebProvvigioni>},
       {1012, "CTarvoExportPellorOrdini", "Esportazione ordini Pellor", nullptr},
   };
   return table;
