@@ -4,7 +4,10 @@
 #include "xmlengine/tarvo_exchange_xml.h"
 
 #include "dbexchange/exchange_articoli.h"
+#include "dbexchange/exchange_fatture.h"
+#include "dbexchange/exchange_ordini.h"
 #include "dbexchange/exchange_provvigioni.h"
+#include "dbexchange/exchange_stato_ordini.h"
 #include "dbexchange/import_giacenze.h"
 #include "partners/solvar/export_solvar_articoli.h"
 
@@ -22,11 +25,11 @@ const std::vector<ProcedureEntry>& KnownProcedures() {
       {1, "CTarvoImportWebArticoli", "Importazione articoli da database web/agente", Make<CTarvoImportWebArticoli>},
       {2, "CTarvoImportSolvarArticoli", "Importazione anagrafica articoli Solvar", nullptr},
       {3, "CTarvoImportSolvarAzienda", "Importazione clienti Solvar", nullptr},
-      {4, "CTarvoImportWebOrdini", "Importazione ordini da database web/agente", nullptr},
+      {4, "CTarvoImportWebOrdini", "Importazione ordini da database web/agente", Make<CTarvoImportWebOrdini>},
       {5, "CTarvoHttpDownload", "Scaricamento foto articoli via HTTP", nullptr},
       {6, "CTarvoImportSolvarStatoOrdini", "Importazione stato ordini Solvar", nullptr},
-      {9, "CTarvoImportWebStatoOrdini", "Importazione stato ordini da database web", nullptr},
-      {10, "CTarvoImportAgenteFatture", "Importazione fatture da database agente", nullptr},
+      {9, "CTarvoImportWebStatoOrdini", "Importazione stato ordini da database web", Make<CTarvoImportWebStatoOrdini>},
+      {10, "CTarvoImportAgenteFatture", "Importazione fatture da database agente", Make<CTarvoImportAgenteFatture>},
       {11, "CTarvoImportAgenteProvvigioni", "Importazione provvigioni da database agente", Make<CTarvoImportAgenteProvvigioni>},
       {12, "CTarvoImportSolvarFatture", "Importazione fatture Solvar", nullptr},
       {13, "CTarvoImportSolvarProvvigioni", "Importazione provvigioni Solvar", nullptr},
@@ -38,12 +41,12 @@ const std::vector<ProcedureEntry>& KnownProcedures() {
       {1001, "CTarvoExportMediaCatalogo", "Esportazione catalogo multimediale XML", nullptr},
       {1002, "CTarvoExportWebArticoli", "Esportazione articoli verso database web/agente", Make<CTarvoExportWebArticoli>},
       {1003, "CTarvoExportWebClienti", "Esportazione clienti verso database web", nullptr},
-      {1004, "CTarvoExportWebOrdini", "Esportazione ordini verso database web/agente", nullptr},
+      {1004, "CTarvoExportWebOrdini", "Esportazione ordini verso database web/agente", Make<CTarvoExportWebOrdini>},
       {1005, "CTarvoHttpUpload", "Pubblicazione foto articoli via HTTP", nullptr},
-      {1006, "CTarvoExportWebStatoOrdini", "Esportazione stato ordini verso database web", nullptr},
+      {1006, "CTarvoExportWebStatoOrdini", "Esportazione stato ordini verso database web", Make<CTarvoExportWebStatoOrdini>},
       {1007, "CTarvoExportSolvarOrdini", "Esportazione ordini Solvar", nullptr},
       {1008, "CTarvoExportSolvarArticoli", "Esportazione anagrafica articoli Solvar", Make<CTarvoExportSolvarArticoli>},
-      {1009, "CTarvoExportWebFatture", "Esportazione fatture verso database agente", nullptr},
+      {1009, "CTarvoExportWebFatture", "Esportazione fatture verso database agente", Make<CTarvoExportWebFatture>},
       {1010, "CTarvoExportWebProvvigioni", "Esportazione provvigioni verso database agente", Make<CTarvoExportWebProvvigioni>},
       {1012, "CTarvoExportPellorOrdini", "Esportazione ordini Pellor", nullptr},
   };
