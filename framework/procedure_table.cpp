@@ -8,6 +8,8 @@
 #include "dbexchange/exchange_ordini.h"
 #include "dbexchange/exchange_provvigioni.h"
 #include "dbexchange/exchange_stato_ordini.h"
+#include "dbexchange/export_web_clienti.h"
+#include "dbexchange/import_agente_clienti.h"
 #include "dbexchange/import_giacenze.h"
 #include "partners/solvar/export_solvar_articoli.h"
 
@@ -33,14 +35,14 @@ const std::vector<ProcedureEntry>& KnownProcedures() {
       {11, "CTarvoImportAgenteProvvigioni", "Importazione provvigioni da database agente", Make<CTarvoImportAgenteProvvigioni>},
       {12, "CTarvoImportSolvarFatture", "Importazione fatture Solvar", nullptr},
       {13, "CTarvoImportSolvarProvvigioni", "Importazione provvigioni Solvar", nullptr},
-      {14, "CTarvoImportAgenteClienti", "Importazione clienti inseriti dall'agente", nullptr},
+      {14, "CTarvoImportAgenteClienti", "Importazione clienti inseriti dall'agente", Make<CTarvoImportAgenteClienti>},
       {15, "CTarvoImportGiacenze", "Importazione giacenze di magazzino", Make<CTarvoImportGiacenze>},
       {16, "CTarvoImportPellorArticoli", "Importazione articoli Pellor con foto", nullptr},
       {17, "CTarvoImportSolvarPellorArticoli", "Importazione combinata articoli", nullptr},
       {21, "CTarvoImportSolvarArticoliNuovi", "Importazione nuovi articoli Solvar", nullptr},
       {1001, "CTarvoExportMediaCatalogo", "Esportazione catalogo multimediale XML", nullptr},
       {1002, "CTarvoExportWebArticoli", "Esportazione articoli verso database web/agente", Make<CTarvoExportWebArticoli>},
-      {1003, "CTarvoExportWebClienti", "Esportazione clienti verso database web", nullptr},
+      {1003, "CTarvoExportWebClienti", "Esportazione clienti verso database web", Make<CTarvoExportWebClienti>},
       {1004, "CTarvoExportWebOrdini", "Esportazione ordini verso database web/agente", Make<CTarvoExportWebOrdini>},
       {1005, "CTarvoHttpUpload", "Pubblicazione foto articoli via HTTP", nullptr},
       {1006, "CTarvoExportWebStatoOrdini", "Esportazione stato ordini verso database web", Make<CTarvoExportWebStatoOrdini>},
