@@ -3,7 +3,7 @@
 #include <cstdlib>
 
 #include "dbexchange/customer_resolution.h"
-#include "dbexchange/guarded_stage.h"
+#include "dbexchange/run_support.h"
 #include "dbexchange/record_transfer.h"
 #include "platform/records/azienda_sconto_set.h"
 #include "platform/records/cc_user_set.h"
@@ -65,15 +65,10 @@ const char kDone[] = " - Operazione effettuata.";
 }  // namespace
 
 int CTarvoExchangeClienti::Run() {
-  if (!OpenOutDatabase(false)) {
-    CloseOutDatabase();
-    NotifyFinished(0);
-    return -1;
-  }
-  if (!OpenInDatabase(false)) {
-    CloseOutDatabase();
-    CloseInDatabase();
-    return -1;  // deliberately without notifying the host
+  switch (OpenDatabases(*this, EOpenOrder::kOutFirst)) {
+    case EOpened::kBoth: break;
+    case EOpened::kFirstFailed: NotifyFinished(0); return -1;
+    case EOpened::kSecondFailed: return -1;  // deliberately without notifying the host
   }
 
   int result = 1;
@@ -112,17 +107,10 @@ int CTarvoExchangeClienti::Run() {
 
 bool CTarvoExchangeClienti::CopyBands(CRecords& r) {
   Log(m_scheme.bandStart, TMS_NONE);
-  r.bandsOut.m_strSort = "ID";
-  for (r.bandsOut.Open(); !r.bandsOut.IsEOF(); r.bandsOut.MoveNext()) {
-    if (InterruptRequested(*this)) return false;
-    // The band's ID goes into the search as it is: a quote in it ends the run with a database error.
-    bool found = AddOrEdit(r.bandsIn, StrFormat("ID = '%s'", r.bandsOut.m_ID.c_str()));
-    LogMatch(*this, found, " - Fascia sconto trovata: " + r.bandsOut.m_ID,
-             " - Fascia sconto non trovata: " + r.bandsOut.m_ID, " - Inserimento nuova fascia sconto ...");
-    CopyFields(r.bandsOut, r.bandsIn, {{0, 7}});
-    r.bandsIn.Update();
-    Log(kDone, TMS_NONE);
-  }
+  // The band's ID goes into the search as it is: a quote in it ends the run with a database error.
+  if (!CopyKeyedRows(r.bandsOut, r.bandsIn, {"ID = '%s'", " - Fascia sconto trovata: ", " - Fascia sconto non trovata: ",
+                                              " - Inserimento nuova fascia sconto ...", 7}))
+    return false;
   r.bandsOut.Close();
   r.bandsIn.Close();
   Log(m_scheme.bandEnd, TMS_NONE);
@@ -131,15 +119,20 @@ bool CTarvoExchangeClienti::CopyBands(CRecords& r) {
 
 bool CTarvoExchangeClienti::CopyTerms(CRecords& r) {
   Log(m_scheme.termStart, TMS_NONE);
-  r.termsOut.m_strSort = "ID";
-  for (r.termsOut.Open(); !r.termsOut.IsEOF(); r.termsOut.MoveNext()) {
+  return CopyKeyedRows(r.termsOut, r.termsIn, {m_scheme.termFilter, " - Formula di pagamento trovata: ",
+                                               " - Formula di pagamento non trovata: ",
+                                               " - Inserimento nuova formula di pagamento ...", 2});
+}
+
+bool CTarvoExchangeClienti::CopyKeyedRows(CRecordSetBase& source, CRecordSetBase& target, const CKeyedRows& rows) {
+  source.m_strSort = "ID";
+  for (source.Open(); !source.IsEOF(); source.MoveNext()) {
     if (InterruptRequested(*this)) return false;
-    const CString id = StrFormat("%ld", r.termsOut.m_ID);
-    bool found = AddOrEdit(r.termsIn, StrFormat(m_scheme.termFilter, id.c_str()));
-    LogMatch(*this, found, " - Formula di pagamento trovata: " + id, " - Formula di pagamento non trovata: " + id,
-             " - Inserimento nuova formula di pagamento ...");
-    CopyFields(r.termsOut, r.termsIn, {{0, 2}});
-    r.termsIn.Update();
+    const CString id = FieldText(source, 0);
+    const bool found = AddOrEdit(target, StrFormat(rows.filter, id.c_str()));
+    LogMatch(*this, found, rows.found + id, rows.missing + id, rows.adding);
+    CopyFields(source, target, {{0, rows.columns}});
+    target.Update();
     Log(kDone, TMS_NONE);
   }
   return true;

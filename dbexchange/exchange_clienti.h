@@ -46,6 +46,17 @@ class CTarvoExchangeClienti : public CTarvoImport {
 
  private:
   struct CRecords;
+  // A stage of rows keyed by their first column (bands, terms), sorted by "ID".
+  struct CKeyedRows {
+    const char* filter;   // destination search, "%s" the key as text
+    CString found;        // line of a key found, followed by the key
+    CString missing;      // line of a key not found, followed by the key
+    const char* adding;   // second line of a key not found
+    int columns;          // leading columns copied
+  };
+  // Copies the source rows into the destination, each searched, logged, added or edited and
+  // written. False when a stop request ended the stage.
+  bool CopyKeyedRows(CRecordSetBase& source, CRecordSetBase& target, const CKeyedRows& rows);
   bool CopyBands(CRecords& r);
   bool CopyTerms(CRecords& r);
   bool CopyCompanies(CRecords& r);

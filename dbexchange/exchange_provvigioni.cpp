@@ -1,6 +1,6 @@
 #include "dbexchange/exchange_provvigioni.h"
 
-#include "dbexchange/guarded_stage.h"
+#include "dbexchange/run_support.h"
 #include "dbexchange/record_transfer.h"
 #include "platform/records/procedure_id.h"
 #include "platform/records/scadenzario_set.h"
@@ -23,14 +23,7 @@ const std::vector<CColumnRange> kCopied = {{1, 2}, {4, 2}, {8, 1}, {11, 1}};
 }  // namespace
 
 int CTarvoExchangeProvvigioni::Run() {
-  if (!OpenInDatabase(false)) {
-    CloseInDatabase();
-    NotifyFinished(0);
-    return 0;
-  }
-  if (!OpenOutDatabase(false)) {
-    CloseInDatabase();
-    CloseOutDatabase();
+  if (OpenDatabases(*this, EOpenOrder::kInFirst) != EOpened::kBoth) {
     NotifyFinished(0);
     return 0;
   }

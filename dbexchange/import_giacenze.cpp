@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "dbexchange/guarded_stage.h"
+#include "dbexchange/run_support.h"
 #include "dbexchange/record_transfer.h"
 #include "platform/records/articolo_set.h"
 #include "platform/records/ctrl_movimento_articolo_societa_set.h"
@@ -40,14 +40,7 @@ int CTarvoImportGiacenze::Run() {
   const long year = today.year > 0 ? today.year : -1;
   const long company = CUserAdministrator::GetIDSOCIETA();
 
-  if (!OpenOutDatabase(false)) {
-    CloseOutDatabase();
-    NotifyFinished(0);
-    return 0;
-  }
-  if (!OpenInDatabase(false)) {
-    CloseOutDatabase();
-    CloseInDatabase();
+  if (OpenDatabases(*this, EOpenOrder::kOutFirst) != EOpened::kBoth) {
     NotifyFinished(0);
     return 0;
   }

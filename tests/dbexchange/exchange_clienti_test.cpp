@@ -50,10 +50,7 @@ Lines Everything(CDatabase& db) {
   return all;
 }
 
-class CustomerExchange : public TwoDatabaseTest {
- protected:
-  void TearDown() override { CUserAdministrator::SetCurrentUser(0, 0, 0); }
-};
+class CustomerExchange : public TwoDatabaseTest {};
 
 }  // namespace
 

@@ -22,7 +22,6 @@ class CommissionExchange : public TwoDatabaseTest {
     TwoDatabaseTest::SetUp();
     CUserAdministrator::SetCurrentUser(7, 1, 0);
   }
-  void TearDown() override { CUserAdministrator::SetCurrentUser(0, 0, 0); }
 };
 
 }  // namespace

@@ -43,7 +43,6 @@ class StockImport : public TwoDatabaseTest {
                             "DELETE FROM ARTICOLO WHERE ID = 'CAS004'"})
       Destination().Execute(sql);
   }
-  void TearDown() override { CUserAdministrator::SetCurrentUser(0, 0, 0); }
   std::vector<std::string> Stock(CDatabase& db, const char* where = "") { return Rows(db, StrFormat(kStock, where)); }
   // The lines of the totals stage.
   std::vector<std::string> TotalsLines(const RecordingWindow& window) {

@@ -1,6 +1,7 @@
 // Fixture of the database exchange tests: a source (out) and a destination (in) company database
 // on a route of drivers, a recording window and a stop event; helpers to run a procedure between
-// them and to read tables back as comparable text.
+// them and to read tables back as comparable text. The current user set by a test is reset after
+// it.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -11,6 +12,7 @@
 #include <vector>
 
 #include "framework/tarvo_import.h"
+#include "platform/settings.h"
 #include "support/recording_window.h"
 #include "support/test_db.h"
 
@@ -65,6 +67,7 @@ class TwoDatabaseTest : public testing::TestWithParam<Route> {
     source_->LoadSchema("company.sql");
     destination_->LoadSchema("company.sql");
   }
+  void TearDown() override { CUserAdministrator::SetCurrentUser(0, 0, 0); }
 
   ScratchDatabase& Source() { return *source_; }
   ScratchDatabase& Destination() { return *destination_; }

@@ -1,4 +1,4 @@
-#include "dbexchange/guarded_stage.h"
+#include "dbexchange/run_support.h"
 
 namespace tarvo::exchange {
 
@@ -24,6 +24,26 @@ bool EndTransactions(CTarvoImport& procedure, bool commit, const char* prefix) {
   if (!committed)
     for (CDatabase* db : both) RunGuarded(procedure, prefix, [db] { db->Rollback(); });
   return committed || !commit;
+}
+
+}  // namespace tarvo::exchange
+
+namespace tarvo::exchange {
+
+EOpened OpenDatabases(CTarvoImport& procedure, EOpenOrder order) {
+  const bool inFirst = order == EOpenOrder::kInFirst;
+  auto open = [&](bool in) { return in ? procedure.OpenInDatabase(false) : procedure.OpenOutDatabase(false); };
+  auto close = [&](bool in) { in ? procedure.CloseInDatabase() : procedure.CloseOutDatabase(); };
+  if (!open(inFirst)) {
+    close(inFirst);
+    return EOpened::kFirstFailed;
+  }
+  if (!open(!inFirst)) {
+    close(inFirst);
+    close(!inFirst);
+    return EOpened::kSecondFailed;
+  }
+  return EOpened::kBoth;
 }
 
 }  // namespace tarvo::exchange
