@@ -6,11 +6,8 @@
 #include <functional>
 #include <map>
 
-#include "dbexchange/exchange_provvigioni.h"
 #include "dbexchange/export_web_clienti.h"
 #include "dbexchange/import_agente_clienti.h"
-#include "dbexchange/import_giacenze.h"
-#include "framework/exchange_factory.h"
 #include "platform/settings.h"
 #include "two_database_fixture.h"
 
@@ -174,31 +171,4 @@ TEST_P(CustomerExchange, StopAmongTheBandsStillStartsThePaymentTerms) {
   EXPECT_EQ(Rows(Destination().Db(), "SELECT COUNT(*) FROM SCONTO").at(0), "0|");
 }
 
-// The source's failure notifies the host; the destination's deliberately does not.
-TEST_P(CustomerExchange, UnreachableDatabaseCannotStart) {
-  const std::string bad = "DRIVER={No Such Driver};DATABASE=x";
-  for (bool source : {true, false}) {
-    CTarvoImportAgenteClienti run;
-    RecordingWindow window;
-    EXPECT_EQ(RunProcedure(run, &window, source ? bad : "", source ? "" : bad), -1);
-    EXPECT_EQ(window.FinishedCount(), source ? 1 : 0);
-    EXPECT_FALSE(window.HasLine("Avvio importazione fasce sconto ..."));
-    EXPECT_EQ(window.HasLine("Database sorgente chiuso."), !source);
-  }
-}
-
 INSTANTIATE_TEST_SUITE_P(Routes, CustomerExchange, Routes(), RouteName);
-
-TEST(MasterDataProcedures, TheFactoryCreatesThemByNumber) {
-  ScratchDatabase db(DbKind::kSQLite);
-  db.LoadSchema("esportazione.sql");
-  for (long n : {11L, 14L, 15L, 1003L, 1010L})
-    db.Execute(StrFormat("INSERT INTO ESPORTAZIONE (NUMERO, DESCRIZIONE, TIPO) VALUES (%ld, 'x', 'custom')", n));
-  CExchangeFactory factory(&db.Db());
-  auto make = [&](long n) { return std::unique_ptr<CTarvoImport>(factory.GetExchangeProcedure(n)); };
-  EXPECT_NE(dynamic_cast<CTarvoImportAgenteProvvigioni*>(make(11).get()), nullptr);
-  EXPECT_NE(dynamic_cast<CTarvoImportAgenteClienti*>(make(14).get()), nullptr);
-  EXPECT_NE(dynamic_cast<CTarvoImportGiacenze*>(make(15).get()), nullptr);
-  EXPECT_NE(dynamic_cast<CTarvoExportWebClienti*>(make(1003).get()), nullptr);
-  EXPECT_NE(dynamic_cast<CTarvoExportWebProvvigioni*>(make(1010).get()), nullptr);
-}

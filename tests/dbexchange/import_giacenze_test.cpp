@@ -119,11 +119,4 @@ TEST_P(StockImport, DatabaseErrorKeepsWhatWasWrittenAndEndsTheRun) {
   EXPECT_FALSE(window_.HasLine(" - Avvio aggiornamento giacenze totali"));
 }
 
-TEST_P(StockImport, UnreachableSourceEndsWithTheOpenFailureLines) {
-  YearEndImport run;
-  EXPECT_EQ(RunProcedure(run, nullptr, "DRIVER={No Such Driver};DATABASE=x"), 0);
-  EXPECT_EQ(window_.Result(), 0);
-  EXPECT_FALSE(window_.HasLine("Avvio importazione giacenze articoli."));
-}
-
 INSTANTIATE_TEST_SUITE_P(Routes, StockImport, Routes(), RouteName);
