@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "dbexchange/record_transfer.h"
+#include "dbexchange/run_support.h"
 #include "platform/records/articolo_set.h"
 #include "platform/records/categoria_set.h"
 #include "platform/records/famiglia_set.h"
@@ -40,14 +41,7 @@ CTablePair MakePair(CDatabase* out, CDatabase* in) {
 }  // namespace
 
 int CTarvoExchangeArticoli::Run() {
-  if (!OpenOutDatabase(false)) {
-    CloseOutDatabase();
-    NotifyFinished(0);
-    return 0;
-  }
-  if (!OpenInDatabase(false)) {
-    CloseOutDatabase();
-    CloseInDatabase();
+  if (OpenDatabases(*this, EOpenOrder::kOutFirst) != EOpened::kBoth) {
     NotifyFinished(0);
     return 0;
   }

@@ -6,7 +6,11 @@
 #include "dbexchange/exchange_articoli.h"
 #include "dbexchange/exchange_fatture.h"
 #include "dbexchange/exchange_ordini.h"
+#include "dbexchange/exchange_provvigioni.h"
 #include "dbexchange/exchange_stato_ordini.h"
+#include "dbexchange/export_web_clienti.h"
+#include "dbexchange/import_agente_clienti.h"
+#include "dbexchange/import_giacenze.h"
 #include "partners/pellor/export_pellor_ordini.h"
 #include "partners/pellor/import_pellor_articoli.h"
 #include "partners/pellor/import_solvar_pellor_articoli.h"
@@ -37,24 +41,24 @@ const std::vector<ProcedureEntry>& KnownProcedures() {
       {6, "CTarvoImportSolvarStatoOrdini", "Importazione stato ordini Solvar", nullptr},
       {9, "CTarvoImportWebStatoOrdini", "Importazione stato ordini da database web", Make<CTarvoImportWebStatoOrdini>},
       {10, "CTarvoImportAgenteFatture", "Importazione fatture da database agente", Make<CTarvoImportAgenteFatture>},
-      {11, "CTarvoImportAgenteProvvigioni", "Importazione provvigioni da database agente", nullptr},
+      {11, "CTarvoImportAgenteProvvigioni", "Importazione provvigioni da database agente", Make<CTarvoImportAgenteProvvigioni>},
       {12, "CTarvoImportSolvarFatture", "Importazione fatture Solvar", nullptr},
       {13, "CTarvoImportSolvarProvvigioni", "Importazione provvigioni Solvar", Make<CTarvoImportSolvarProvvigioni>},
-      {14, "CTarvoImportAgenteClienti", "Importazione clienti inseriti dall'agente", nullptr},
-      {15, "CTarvoImportGiacenze", "Importazione giacenze di magazzino", nullptr},
+      {14, "CTarvoImportAgenteClienti", "Importazione clienti inseriti dall'agente", Make<CTarvoImportAgenteClienti>},
+      {15, "CTarvoImportGiacenze", "Importazione giacenze di magazzino", Make<CTarvoImportGiacenze>},
       {16, "CTarvoImportPellorArticoli", "Importazione articoli Pellor con foto", Make<CTarvoImportPellorArticoli>},
       {17, "CTarvoImportSolvarPellorArticoli", "Importazione combinata articoli", Make<CTarvoImportSolvarPellorArticoli>},
       {21, "CTarvoImportSolvarArticoliNuovi", "Importazione nuovi articoli Solvar", Make<CTarvoImportSolvarArticoliNuovi>},
       {1001, "CTarvoExportMediaCatalogo", "Esportazione catalogo multimediale XML", nullptr},
       {1002, "CTarvoExportWebArticoli", "Esportazione articoli verso database web/agente", Make<CTarvoExportWebArticoli>},
-      {1003, "CTarvoExportWebClienti", "Esportazione clienti verso database web", nullptr},
+      {1003, "CTarvoExportWebClienti", "Esportazione clienti verso database web", Make<CTarvoExportWebClienti>},
       {1004, "CTarvoExportWebOrdini", "Esportazione ordini verso database web/agente", Make<CTarvoExportWebOrdini>},
       {1005, "CTarvoHttpUpload", "Pubblicazione foto articoli via HTTP", nullptr},
       {1006, "CTarvoExportWebStatoOrdini", "Esportazione stato ordini verso database web", Make<CTarvoExportWebStatoOrdini>},
       {1007, "CTarvoExportSolvarOrdini", "Esportazione ordini Solvar", nullptr},
       {1008, "CTarvoExportSolvarArticoli", "Esportazione anagrafica articoli Solvar", Make<CTarvoExportSolvarArticoli>},
       {1009, "CTarvoExportWebFatture", "Esportazione fatture verso database agente", Make<CTarvoExportWebFatture>},
-      {1010, "CTarvoExportWebProvvigioni", "Esportazione provvigioni verso database agente", nullptr},
+      {1010, "CTarvoExportWebProvvigioni", "Esportazione provvigioni verso database agente", Make<CTarvoExportWebProvvigioni>},
       {1012, "CTarvoExportPellorOrdini", "Esportazione ordini Pellor", Make<CTarvoExportPellorOrdini>},
   };
   return table;
@@ -65,10 +69,7 @@ const std::vector<ProcedureEntry>& UnnumberedProcedures() {
   static const std::vector<ProcedureEntry> table = {
       {0, "CTarvoImportSolvarArticoliSenzaClassificazione", "Importazione articoli Solvar senza classificazione",
        Make<CTarvoImportSolvarArticoliSenzaClassificazione>},
-      {0, "CTarvoImportSolvarClassificazioneArticoli", "Importazione classificazione articoli Solvar (codici a tre caratteri)",
        Make<CTarvoImportSolvarClassificazioneArticoli>},
-      {0, "CTarvoFtpUpload", "Pubblicazione foto articoli via FTP", Make<CTarvoFtpUpload>},
-      {0, "CTarvoFtpDownload", "Scaricamento foto articoli via FTP", Make<CTarvoFtpDownload>},
   };
   return table;
 }

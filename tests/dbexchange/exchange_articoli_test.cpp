@@ -8,8 +8,7 @@
 #include <memory>
 #include <thread>
 
-#include "support/recording_window.h"
-#include "support/test_db.h"
+#include "two_database_fixture.h"
 
 using namespace tarvo;
 using namespace tarvo::test;
@@ -34,25 +33,6 @@ const CopiedTable kTables[] = {
      "PROVVIGIONE, CONFEZIONE, PREZZO_ACQUISTO, PESO, VOLUME, SCORTA_MINIMA, QTA_RIORDINO, PRODUTTORE, NOTE, FOTO"},
 };
 
-// Rows of a query as text, numbers normalised so that both drivers print them alike.
-std::vector<std::string> Rows(CDatabase& db, const std::string& sql) {
-  std::vector<std::string> rows;
-  CODBCRecordset rs(&db);
-  rs.Open(sql);
-  for (; !rs.IsEOF(); rs.MoveNext()) {
-    std::string row;
-    for (int i = 0; i < rs.GetFieldCount(); ++i) {
-      CDBField& f = rs.Field(i);
-      if (f.IsNull()) row += "<null>";
-      else if (IsSqlRealType(f.GetSQLType()) || IsSqlIntegerType(f.GetSQLType())) row += StrFormat("%.6g", f.AsDouble());
-      else row += f.AsString();
-      row += "|";
-    }
-    rows.push_back(row);
-  }
-  return rows;
-}
-
 // The six tables ordered by their keys: the copied columns only, or every column (the whole state
 // of the destination).
 std::map<std::string, std::vector<std::string>> Tables(CDatabase& db, bool copiedOnly = true) {
@@ -62,34 +42,8 @@ std::map<std::string, std::vector<std::string>> Tables(CDatabase& db, bool copie
   return all;
 }
 
-struct Route {
-  DbKind source, destination;
-};
-
-std::string RouteName(const testing::TestParamInfo<Route>& info) {
-  auto name = [](DbKind k) { return k == DbKind::kSQLite ? std::string("SQLite") : std::string("PostgreSQL"); };
-  return name(info.param.source) + "To" + name(info.param.destination);
-}
-
-class ArticleExchange : public testing::TestWithParam<Route> {
+class ArticleExchange : public TwoDatabaseTest {
  protected:
-  void SetUp() override {
-    source_ = std::make_unique<ScratchDatabase>(GetParam().source);
-    destination_ = std::make_unique<ScratchDatabase>(GetParam().destination);
-    std::string why;
-    for (ScratchDatabase* db : {source_.get(), destination_.get()}) {
-      if (!db->Available(&why)) {
-        if (std::getenv("CI")) FAIL() << why;
-        GTEST_SKIP() << why;
-      }
-    }
-    source_->LoadSchema("company.sql");
-    destination_->LoadSchema("company.sql");
-  }
-
-  ScratchDatabase& Source() { return *source_; }
-  ScratchDatabase& Destination() { return *destination_; }
-
   // A procedure of the given direction between the two databases, not yet run.
   std::unique_ptr<CTarvoExchangeArticoli> Make(bool exportDirection = true) {
     std::unique_ptr<CTarvoExchangeArticoli> p;
@@ -136,9 +90,6 @@ class ArticleExchange : public testing::TestWithParam<Route> {
                                  table, columns, prefix, rest, count));
   }
 
-  RecordingWindow window_;
-  CEvent stop_;
-  std::unique_ptr<ScratchDatabase> source_, destination_;
 };
 
 }  // namespace
@@ -281,11 +232,7 @@ TEST_P(ArticleExchange, UnreachableDatabaseOnEitherSideEndsTheRunBeforeItsRecord
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Routes, ArticleExchange,
-                         testing::Values(Route{DbKind::kSQLite, DbKind::kSQLite},
-                                         Route{DbKind::kSQLite, DbKind::kPostgreSQL},
-                                         Route{DbKind::kPostgreSQL, DbKind::kSQLite}),
-                         RouteName);
+INSTANTIATE_TEST_SUITE_P(Routes, ArticleExchange, Routes(), RouteName);
 
 // --- the log of a run, line by line (one route is enough: the lines do not depend on drivers) --
 class ArticleExchangeLog : public ArticleExchange {};
