@@ -5,6 +5,9 @@
 
 #include "dbexchange/exchange_articoli.h"
 #include "partners/solvar/export_solvar_articoli.h"
+#include "publishing/export_media_catalogo.h"
+#include "publishing/http_download.h"
+#include "publishing/http_upload.h"
 
 namespace {
 template <class T>
@@ -21,7 +24,7 @@ const std::vector<ProcedureEntry>& KnownProcedures() {
       {2, "CTarvoImportSolvarArticoli", "Importazione anagrafica articoli Solvar", nullptr},
       {3, "CTarvoImportSolvarAzienda", "Importazione clienti Solvar", nullptr},
       {4, "CTarvoImportWebOrdini", "Importazione ordini da database web/agente", nullptr},
-      {5, "CTarvoHttpDownload", "Scaricamento foto articoli via HTTP", nullptr},
+      {5, "CTarvoHttpDownload", "Scaricamento foto articoli via HTTP", Make<CTarvoHttpDownload>},
       {6, "CTarvoImportSolvarStatoOrdini", "Importazione stato ordini Solvar", nullptr},
       {9, "CTarvoImportWebStatoOrdini", "Importazione stato ordini da database web", nullptr},
       {10, "CTarvoImportAgenteFatture", "Importazione fatture da database agente", nullptr},
@@ -33,11 +36,11 @@ const std::vector<ProcedureEntry>& KnownProcedures() {
       {16, "CTarvoImportPellorArticoli", "Importazione articoli Pellor con foto", nullptr},
       {17, "CTarvoImportSolvarPellorArticoli", "Importazione combinata articoli", nullptr},
       {21, "CTarvoImportSolvarArticoliNuovi", "Importazione nuovi articoli Solvar", nullptr},
-      {1001, "CTarvoExportMediaCatalogo", "Esportazione catalogo multimediale XML", nullptr},
+      {1001, "CTarvoExportMediaCatalogo", "Esportazione catalogo multimediale XML", Make<CTarvoExportMediaCatalogo>},
       {1002, "CTarvoExportWebArticoli", "Esportazione articoli verso database web/agente", Make<CTarvoExportWebArticoli>},
       {1003, "CTarvoExportWebClienti", "Esportazione clienti verso database web", nullptr},
       {1004, "CTarvoExportWebOrdini", "Esportazione ordini verso database web/agente", nullptr},
-      {1005, "CTarvoHttpUpload", "Pubblicazione foto articoli via HTTP", nullptr},
+      {1005, "CTarvoHttpUpload", "Pubblicazione foto articoli via HTTP", Make<CTarvoHttpUpload>},
       {1006, "CTarvoExportWebStatoOrdini", "Esportazione stato ordini verso database web", nullptr},
       {1007, "CTarvoExportSolvarOrdini", "Esportazione ordini Solvar", nullptr},
       {1008, "CTarvoExportSolvarArticoli", "Esportazione anagrafica articoli Solvar", Make<CTarvoExportSolvarArticoli>},

@@ -7,7 +7,7 @@ PACKAGES=(
   libxerces-c-dev libcurl4-openssl-dev libcrypto++-dev libzip-dev libcli11-dev libcpp-httplib-dev
   unixodbc unixodbc-dev libsqliteodbc odbc-postgresql
   sqlite3 postgresql-15 postgresql-client-15
-  python3 python3-pyftpdlib zip unzip
+  python3 python3-pyftpdlib zip unzip libjpeg-turbo-progs
 )
 missing=()
 for p in "${PACKAGES[@]}"; do
