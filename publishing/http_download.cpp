@@ -33,37 +33,12 @@ CString LocalTimeText(std::time_t t) {
 
 int CTarvoHttpDownload::Run() {
   const CString listPath = ListFilePath();
-  Log(" - Download della lista dei file disponibili sul server ... ", TMS_NONE);
-  if (!DownloadHttpFilesList(listPath)) {
-    NotifyFinished(0);
-    return 0;
-  }
-  Log(" - Download della lista dei file disponibili sul terminata ", TMS_NONE);
-  Log(" - Lettura della lista dei file disponibili sul server ... ", TMS_NONE);
-  if (!ReadHttpFilesList(listPath)) {
-    NotifyFinished(0);
-    return 0;
-  }
-  Log(" - Lettura della lista dei file disponibili sul server terminata ", TMS_NONE);
+  if (!FetchHttpFilesList(listPath, [&] { return ReadHttpFilesList(listPath); })) return Finish(false);
   Log(" - Determinazione della lista dei file da aggiornare ... ", TMS_NONE);
-  if (!MakeDownloadFileList()) {
-    NotifyFinished(0);
-    return 0;
-  }
+  if (!MakeDownloadFileList()) return Finish(false);
   Log(" - Determinazione della lista dei file da aggiornare terminata ", TMS_NONE);
-  Log(" - Download dei nuovi file disponibili ... ", TMS_NONE);
-  for (const auto& [name, listed] : m_mapDownload) {
-    if (CtrlEventStop()) {
-      NotifyFinished(0);
-      return 0;
-    }
-    Log(" -- Download del file " + name + " ... ", TMS_NONE);
-    DownloadHttpFile(name);  // a failed file does not stop the run
-    Log(" -- Download del file " + name + " terminato ", TMS_NONE);
-  }
-  Log(" - Download dei nuovi file disponibili terminato ", TMS_NONE);
-  NotifyFinished(1);
-  return 1;
+  return Finish(TransferEach(m_mapDownload, "Download", " terminato ",
+                             [this](const CString& name) { DownloadHttpFile(name); }));
 }
 
 bool CTarvoHttpDownload::ReadHttpFilesList(CString listPath) {

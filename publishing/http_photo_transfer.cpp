@@ -47,6 +47,35 @@ bool CTarvoHttpPhotoTransfer::IsPlainFileName(const CString& name) {
   return name.find_first_of("/\\:") == CString::npos;
 }
 
+bool CTarvoHttpPhotoTransfer::FetchHttpFilesList(const CString& listPath, const std::function<bool()>& read) {
+  Log(" - Download della lista dei file disponibili sul server ... ", TMS_NONE);
+  if (!DownloadHttpFilesList(listPath)) return false;
+  Log(" - Download della lista dei file disponibili sul terminata ", TMS_NONE);  // sic: "sul terminata"
+  Log(" - Lettura della lista dei file disponibili sul server ... ", TMS_NONE);
+  if (!read()) return false;
+  Log(" - Lettura della lista dei file disponibili sul server terminata ", TMS_NONE);
+  return true;
+}
+
+bool CTarvoHttpPhotoTransfer::TransferEach(const std::map<CString, CString>& files, const CString& verb,
+                                           const char* doneLineEnd,
+                                           const std::function<void(const CString& name)>& transfer) {
+  Log(" - " + verb + " dei nuovi file disponibili ... ", TMS_NONE);
+  for (const auto& entry : files) {
+    if (CtrlEventStop()) return false;
+    Log(" -- " + verb + " del file " + entry.first + " ... ", TMS_NONE);
+    transfer(entry.first);
+    Log(" -- " + verb + " del file " + entry.first + doneLineEnd, TMS_NONE);
+  }
+  Log(" - " + verb + " dei nuovi file disponibili terminato ", TMS_NONE);
+  return true;
+}
+
+int CTarvoHttpPhotoTransfer::Finish(bool done) {
+  NotifyFinished(done ? 1 : 0);
+  return done ? 1 : 0;
+}
+
 bool CTarvoHttpPhotoTransfer::DownloadHttpFilesList(CString listPath) {
   return FetchToFile(RequestUrl("&oper=list"), listPath);
 }

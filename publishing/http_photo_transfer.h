@@ -19,6 +19,7 @@
 #pragma once
 
 #include <functional>
+#include <map>
 
 #include "framework/tarvo_import.h"
 
@@ -47,6 +48,15 @@ class CTarvoHttpPhotoTransfer : public CTarvoImport {
   // when the list is not well-formed or valid (the parser's errors logged), on an XML library
   // error ("Errore durante la lettura del driver ...") or when stopped between elements.
   bool ParseHttpFilesList(const CString& listPath, const std::function<void(const CListedFile&)>& take);
+  // The list phase of both directions: fetches the list into `listPath` and reads it with
+  // `read`, between the phase lines. False when either step failed.
+  bool FetchHttpFilesList(const CString& listPath, const std::function<bool()>& read);
+  // The transfer phase: `transfer` for every file of `files` in order, between the lines of
+  // `verb` ("Upload", "Download"); a failed file does not stop it. False on a stop request.
+  bool TransferEach(const std::map<CString, CString>& files, const CString& verb, const char* doneLineEnd,
+                    const std::function<void(const CString& name)>& transfer);
+  // Posts the finished notice for `done` and gives the run's result (1 or 0).
+  int Finish(bool done);
   // True when `name` can only name a file directly inside the photo folder.
   static bool IsPlainFileName(const CString& name);
   // A text this system prints that may hold a URL with the password.

@@ -16,39 +16,15 @@ bool IsPicture(const CString& lowerName) {
 int CTarvoHttpUpload::Run() {
   const CString listPath = ListFilePath();
   Log(" - Creazione indice file foto presenti sul computer locale in corso ... ", TMS_NONE);
-  if (!MakeLocalFileList()) {
-    NotifyFinished(0);
-    return 0;
-  }
+  if (!MakeLocalFileList()) return Finish(false);
   Log(" - Creazione indice file foto presenti sul computer locale terminata", TMS_NONE);
-  Log(" - Download della lista dei file disponibili sul server ... ", TMS_NONE);
-  if (!DownloadHttpFilesList(listPath)) {
-    NotifyFinished(0);
-    return 0;
-  }
-  Log(" - Download della lista dei file disponibili sul terminata ", TMS_NONE);
-  Log(" - Lettura della lista dei file disponibili sul server ... ", TMS_NONE);
-  if (!ReadHttpFilesList(listPath)) {
-    NotifyFinished(0);
-    return 0;
-  }
-  Log(" - Lettura della lista dei file disponibili sul server terminata ", TMS_NONE);
+  if (!FetchHttpFilesList(listPath, [&] { return ReadHttpFilesList(listPath); })) return Finish(false);
   // The comparison happened while the list was read; the two lines keep the user informed.
   Log(" - Determinazione della lista dei file da aggiornare ... ", TMS_NONE);
   Log(" - Determinazione della lista dei file da aggiornare terminata ", TMS_NONE);
-  Log(" - Upload dei nuovi file disponibili ... ", TMS_NONE);
-  for (const auto& [name, digest] : m_mapUpload) {
-    if (CtrlEventStop()) {
-      NotifyFinished(0);
-      return 0;
-    }
-    Log(" -- Upload del file " + name + " ... ", TMS_NONE);
-    UploadHttpFile(m_strInDir + "\\" + m_mapLocalNames[name]);  // a failed file does not stop the run
-    Log(" -- Upload del file " + name + " terminato", TMS_NONE);
-  }
-  Log(" - Upload dei nuovi file disponibili terminato ", TMS_NONE);
-  NotifyFinished(1);
-  return 1;
+  return Finish(TransferEach(m_mapUpload, "Upload", " terminato", [this](const CString& name) {
+    UploadHttpFile(m_strInDir + "\\" + m_mapLocalNames[name]);
+  }));
 }
 
 bool CTarvoHttpUpload::MakeLocalFileList() {
