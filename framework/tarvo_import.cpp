@@ -60,8 +60,9 @@ void CTarvoImport::PostLine(const CString& line, EThreadMessageStatus status) {
   if (!CWnd::PostMessage(m_pParentWnd, WM_EXCHANGE_LOG, reinterpret_cast<WPARAM>(s), status)) delete s;
 }
 
-void CTarvoImport::Log(const char* text, EThreadMessageStatus status) {
-  if (!text) text = "";
+void CTarvoImport::Log(const char* raw, EThreadMessageStatus status) {
+  // No password reaches the window or the log file.
+  const CString text = tarvo::MaskSecrets(raw ? raw : "");
   if (m_pParentWnd) {  // PostLine drops the line if the window is gone
     CString line(text);
     for (char& c : line) {
@@ -72,8 +73,7 @@ void CTarvoImport::Log(const char* text, EThreadMessageStatus status) {
   }
   if (m_pLogFile) {
     try {
-      m_pLogFile->WriteString(text);
-      m_pLogFile->WriteString("\n");
+      m_pLogFile->WriteLine(text);
     } catch (const tarvo::CException&) {
       // A log file that cannot be written must not end the run; the window still has the line.
     }
@@ -89,14 +89,15 @@ void CTarvoImport::LogEx(const char* text, int length, EThreadMessageStatus stat
     while ((lf = m_strPartialLog.find('\n')) != CString::npos) {
       CString line = m_strPartialLog.substr(0, lf);
       line.erase(std::remove(line.begin(), line.end(), '\r'), line.end());
-      PostLine(line, status);
+      PostLine(tarvo::MaskSecrets(line), status);
       m_strPartialLog.erase(0, lf + 1);
     }
   }
   if (m_pLogFile) {
     try {
-      if (length >= 1) m_pLogFile->Write(text, static_cast<size_t>(length));
-      else m_pLogFile->WriteString(text);
+      CString chunk = length >= 1 ? CString(text, static_cast<size_t>(length)) : CString(text);
+      m_pLogFile->WriteString(tarvo::MaskSecrets(chunk));
+      m_pLogFile->Flush();
     } catch (const tarvo::CException&) {
     }
   }

@@ -34,7 +34,11 @@ const char* kRunFooter =
     "Ctrl-C or SIGTERM asks the procedure to stop at its next unit of work.\n"
     "--config FILE (default: $TARVO_EXCHANGE_CONFIG) is an INI file of the same settings, one\n"
     "`name = value` per line (db = company.db, out-dir = /srv/out, param = \"DATA=2026\",\n"
-    "precisione/prezzi = 4, ...); options on the command line override it.\n";
+    "precisione/prezzi = 4, ...); options on the command line override it.\n"
+    "Passwords need not appear on the command line, where other users of the machine can read\n"
+    "them: give --db-password, --http-password and --ftp-password in the INI file or in the\n"
+    "environment variables TARVO_DB_PASSWORD, TARVO_HTTP_PASSWORD, TARVO_FTP_PASSWORD.\n"
+    "Passwords never appear in the output: they are shown as ***.\n";
 
 // A subcommand that reads its own INI file: CLI11 reads configuration files for the main
 // program only, so `run --config FILE` applies the file itself after the command line was
@@ -55,15 +59,17 @@ void AddRunOptions(CLI::App& run, RunOptions& o) {
   run.add_option("--db", o.db, "main database: an ODBC connection string or a SQLite file");
   run.add_option("--src", o.src, "source database (SrcConfig); default --db");
   run.add_option("--dest", o.dest, "destination database (DestConfig); default --db");
+  run.add_option("--db-password", o.db_password, "password added as PWD to connection strings without one")
+      ->envname("TARVO_DB_PASSWORD");
   run.add_option("--in-dir", o.in_dir, "folder data is read from");
   run.add_option("--out-dir", o.out_dir, "folder data is written to");
   run.add_option("--http-server", o.http_server, "HTTP server");
   run.add_option("--http-url", o.http_url, "HTTP URL on the server");
   run.add_option("--http-user", o.http_user, "HTTP user");
-  run.add_option("--http-password", o.http_password, "HTTP password");
+  run.add_option("--http-password", o.http_password, "HTTP password")->envname("TARVO_HTTP_PASSWORD");
   run.add_option("--ftp-server", o.ftp_server, "FTP server");
   run.add_option("--ftp-user", o.ftp_user, "FTP user");
-  run.add_option("--ftp-password", o.ftp_password, "FTP password");
+  run.add_option("--ftp-password", o.ftp_password, "FTP password")->envname("TARVO_FTP_PASSWORD");
   run.add_option("--ftp-folder", o.ftp_folder, "FTP folder");
   run.add_option("--param", o.params, "filter parameter NAME=VALUE (repeatable)")
       ->expected(1)
@@ -74,6 +80,10 @@ void AddRunOptions(CLI::App& run, RunOptions& o) {
   run.add_option("--branch-id", o.branch_id, "current user's company branch");
   run.add_option("--precisione/prezzi", o.precision_prices, "price precision (configuration key)");
   run.add_option("--precisione/totali", o.precision_totals, "total precision (configuration key)");
+  run.add_option("--connect-timeout", o.connect_timeout, "seconds to wait for an HTTP/FTP server to answer (0: no limit)")
+      ->capture_default_str();
+  run.add_option("--stall-timeout", o.stall_timeout, "seconds an HTTP/FTP transfer may stall before it is ended (0: no limit)")
+      ->capture_default_str();
   run.add_option("--log-file", o.log_file, "log file, appended (Windows-1252, as the procedure writes it)");
   run.add_flag("--batch", o.batch, "no questions: message boxes off, documented default answers");
 }

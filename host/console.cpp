@@ -50,8 +50,9 @@ void Console::EndProgressLocked() {
   progress_open_ = false;
 }
 
-void Console::Line(const CString& text, int status) {
+void Console::Line(const CString& raw, int status) {
   std::lock_guard lock(mutex_);
+  const CString text = tarvo::MaskSecrets(raw);
   std::string line = tarvo::Cp1252ToUtf8(text);
   if (status == TMS_ERROR) {
     EndProgressLocked();
@@ -78,14 +79,16 @@ void Console::Line(const CString& text, int status) {
 void Console::Note(const std::string& utf8) {
   std::lock_guard lock(mutex_);
   EndProgressLocked();
-  std::fprintf(s_.out, "%s %s\n", Paint(kYellow, "[tarvo-exchange]", s_.out_is_tty).c_str(), utf8.c_str());
+  std::fprintf(s_.out, "%s %s\n", Paint(kYellow, "[tarvo-exchange]", s_.out_is_tty).c_str(),
+               tarvo::MaskSecrets(utf8).c_str());
   std::fflush(s_.out);
 }
 
 void Console::Error(const std::string& utf8) {
   std::lock_guard lock(mutex_);
   EndProgressLocked();
-  std::fprintf(s_.err, "%s %s\n", Paint(kRed, "tarvo-exchange: error:", s_.err_is_tty).c_str(), utf8.c_str());
+  std::fprintf(s_.err, "%s %s\n", Paint(kRed, "tarvo-exchange: error:", s_.err_is_tty).c_str(),
+               tarvo::MaskSecrets(utf8).c_str());
   std::fflush(s_.err);
 }
 

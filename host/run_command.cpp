@@ -10,6 +10,7 @@
 #include "host/stop_signals.h"
 #include "host/terminal_ui.h"
 #include "platform/files.h"
+#include "platform/http_client.h"
 #include "platform/settings.h"
 #include "platform/stdio_file.h"
 
@@ -80,6 +81,15 @@ std::string AbsoluteConfig(const std::string& config) {
   return config.find('=') == std::string::npos ? AbsolutePath(config) : config;
 }
 
+std::string WithPassword(const std::string& config, const std::string& password) {
+  if (password.empty() || config.find('=') == std::string::npos) return config;
+  if (tarvo::MaskSecrets(config) != config) return config;  // it has a password already
+  std::string braced = password;
+  tarvo::ReplaceAll(braced, "}", "}}");
+  std::string out = tarvo::TrimRight(config, "; ");
+  return out + ";PWD={" + braced + "}";
+}
+
 bool IsMissingSQLiteFile(const std::string& config) {
   return config.find('=') == std::string::npos && !tarvo::FileExists(config);
 }
@@ -113,11 +123,12 @@ void ApplyHostSettings(const RunOptions& o) {
                                        o.branch_id.value_or(CUserAdministrator::GetIDSEDESOCIETA()));
   if (o.precision_prices) CConfigAdministrator::SetKey("precisione/prezzi", *o.precision_prices);
   if (o.precision_totals) CConfigAdministrator::SetKey("precisione/totali", *o.precision_totals);
+  tarvo::SetDefaultTransferTimeouts({o.connect_timeout, o.stall_timeout});
 }
 
 void ConfigureProcedure(CTarvoImport& p, const RunOptions& o) {
-  p.SetSrcConfig(AbsoluteConfig(o.src.empty() ? o.db : o.src));
-  p.SetDestConfig(AbsoluteConfig(o.dest.empty() ? o.db : o.dest));
+  p.SetSrcConfig(WithPassword(AbsoluteConfig(o.src.empty() ? o.db : o.src), o.db_password));
+  p.SetDestConfig(WithPassword(AbsoluteConfig(o.dest.empty() ? o.db : o.dest), o.db_password));
   p.SetInDir(AbsolutePath(o.in_dir));
   p.SetOutDir(AbsolutePath(o.out_dir));
   p.SetHttpServer(o.http_server);
@@ -195,7 +206,7 @@ int RunCommand(const RunOptions& options, Console& console) {
   }
   CDatabase database;
   try {
-    if (!CConnectionAdministrator::ConnectDatabase(database, options.db)) {
+    if (!CConnectionAdministrator::ConnectDatabase(database, WithPassword(options.db, options.db_password))) {
       console.Error("cannot open the database \"" + options.db + "\"");
       return kExitNotStarted;
     }

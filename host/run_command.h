@@ -30,6 +30,8 @@ struct RunOptions {
   std::string in_dir, out_dir;
   std::string http_server, http_url, http_user, http_password;
   std::string ftp_server, ftp_user, ftp_password, ftp_folder;
+  std::string db_password;                  // PWD of the connection strings that carry none
+  long connect_timeout = 30, stall_timeout = 60;  // transfer time-outs in seconds (0 = none)
   std::vector<std::string> params;  // NAME=VALUE
   std::string root_dir;
   std::optional<long> agent_id, company_id, branch_id;
@@ -50,6 +52,9 @@ void ApplyHostSettings(const RunOptions& options);
 // configuration that is an ODBC connection string (it holds "=") stays as it is.
 std::string AbsolutePath(const std::string& path);
 std::string AbsoluteConfig(const std::string& config);
+// An ODBC connection string with ";PWD=password" added when it has no PWD item of its own; a
+// SQLite file name or an empty password leaves `config` as it is.
+std::string WithPassword(const std::string& config, const std::string& password);
 
 // Hands folders, connections, servers, filter parameters and the batch mode to `procedure`;
 // relative database files and folders become absolute.

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <mutex>
 
+#include "platform/event.h"
 #include "platform/files.h"
 #include "platform/ftp_client.h"
 #include "platform/http_client.h"
@@ -26,13 +27,25 @@ using EasyHandle = std::unique_ptr<CURL, EasyDeleter>;
 void Check(CURLcode rc, const char* errorBuffer) {
   if (rc == CURLE_OK) return;
   CString text = errorBuffer && *errorBuffer ? CString(errorBuffer) : CString(curl_easy_strerror(rc));
-  throw CNetException(static_cast<long>(rc), text);
+  throw CNetException(static_cast<long>(rc), MaskSecrets(text));
 }
 
 // Performs the prepared transfer with a cleared error buffer.
 void PerformChecked(CURL* easy, char* errorBuffer) {
   errorBuffer[0] = '\0';
   Check(curl_easy_perform(easy), errorBuffer);
+}
+
+static_assert(kTransferStopped == CURLE_ABORTED_BY_CALLBACK);
+
+std::mutex defaultsLock;
+CTransferTimeouts defaultTimeouts;
+
+void ApplyTimeouts(CURL* easy, const CTransferTimeouts& t) {
+  curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT, t.connectSeconds > 0 ? t.connectSeconds : 0L);
+  // Below 1 byte/s for the whole period aborts the transfer.
+  curl_easy_setopt(easy, CURLOPT_LOW_SPEED_LIMIT, t.stallSeconds > 0 ? 1L : 0L);
+  curl_easy_setopt(easy, CURLOPT_LOW_SPEED_TIME, t.stallSeconds > 0 ? t.stallSeconds : 0L);
 }
 
 // Settings every handle gets: no signals (we run on worker threads), our error buffer.
@@ -42,6 +55,7 @@ EasyHandle NewEasyHandle(char* errorBuffer) {
   if (easy) {
     curl_easy_setopt(easy.get(), CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(easy.get(), CURLOPT_ERRORBUFFER, errorBuffer);
+    ApplyTimeouts(easy.get(), GetDefaultTransferTimeouts());
   }
   return easy;
 }
@@ -53,8 +67,12 @@ struct CallbackSlot {
   void* writeTarget = nullptr;
   TransferProgressFn progress = nullptr;
   void* progressTarget = nullptr;
+  const CEvent* stop = nullptr;
   std::exception_ptr error;
 };
+
+// Installs the progress thunk when the slot has a progress function or a stop event to watch.
+void InstallProgress(CURL* easy, CallbackSlot& slot);
 
 size_t WriteThunk(char* data, size_t size, size_t count, void* userdata) {
   auto* slot = static_cast<CallbackSlot*>(userdata);
@@ -69,6 +87,8 @@ size_t WriteThunk(char* data, size_t size, size_t count, void* userdata) {
 
 int ProgressThunk(void* userdata, double dlTotal, double dlNow, double ulTotal, double ulNow) {
   auto* slot = static_cast<CallbackSlot*>(userdata);
+  if (slot->stop && slot->stop->IsSet()) return 1;
+  if (!slot->progress) return 0;
   try {
     return slot->progress(slot->progressTarget, dlTotal, dlNow, ulTotal, ulNow);
   } catch (...) {
@@ -77,12 +97,29 @@ int ProgressThunk(void* userdata, double dlTotal, double dlNow, double ulTotal, 
   }
 }
 
+void InstallProgress(CURL* easy, CallbackSlot& slot) {
+  bool on = slot.progress || slot.stop;
+  curl_easy_setopt(easy, CURLOPT_PROGRESSFUNCTION, on ? ProgressThunk : nullptr);
+  curl_easy_setopt(easy, CURLOPT_PROGRESSDATA, &slot);
+  curl_easy_setopt(easy, CURLOPT_NOPROGRESS, on ? 0L : 1L);
+}
+
 size_t AppendToString(char* data, size_t size, size_t count, void* userdata) {
   static_cast<CString*>(userdata)->append(data, size * count);
   return size * count;
 }
 
 }  // namespace
+
+void SetDefaultTransferTimeouts(const CTransferTimeouts& timeouts) {
+  std::lock_guard<std::mutex> hold(defaultsLock);
+  defaultTimeouts = timeouts;
+}
+
+CTransferTimeouts GetDefaultTransferTimeouts() {
+  std::lock_guard<std::mutex> hold(defaultsLock);
+  return defaultTimeouts;
+}
 
 void InitTransferLibrary() {
   static std::once_flag once;
@@ -172,12 +209,16 @@ void CHttpClient::SetWriteFunction(TransferWriteFn fn, void* target) {
 }
 
 void CHttpClient::SetProgressFunction(TransferProgressFn fn, void* target) {
-  CURL* easy = impl_->easy.get();
   impl_->slot.progress = fn;
   impl_->slot.progressTarget = target;
-  curl_easy_setopt(easy, CURLOPT_PROGRESSFUNCTION, fn ? ProgressThunk : nullptr);
-  curl_easy_setopt(easy, CURLOPT_PROGRESSDATA, &impl_->slot);
-  curl_easy_setopt(easy, CURLOPT_NOPROGRESS, fn ? 0L : 1L);
+  InstallProgress(impl_->easy.get(), impl_->slot);
+}
+
+void CHttpClient::SetTimeouts(const CTransferTimeouts& timeouts) { ApplyTimeouts(impl_->easy.get(), timeouts); }
+
+void CHttpClient::SetStopEvent(const CEvent* stop) {
+  impl_->slot.stop = stop;
+  InstallProgress(impl_->easy.get(), impl_->slot);
 }
 
 void CHttpClient::Perform() {
@@ -207,6 +248,7 @@ CString CHttpClient::GetContentType() const {
 struct CFtpClient::Impl {
   char errorBuffer[CURL_ERROR_SIZE] = {};
   tarvo::EasyHandle easy;
+  tarvo::CallbackSlot slot;  // watches the stop event only
 };
 
 namespace {
@@ -280,7 +322,7 @@ void CFtpClient::SetTimeouts(long connectSeconds, long transferSeconds) {
 }
 
 bool CFtpClient::Fail(const CString& text) {
-  lastError_ = text;
+  lastError_ = tarvo::MaskSecrets(text);
   return false;
 }
 
@@ -312,12 +354,12 @@ void CFtpClient::Prepare() {
   curl_easy_setopt(easy, CURLOPT_USERNAME, user_.c_str());
   curl_easy_setopt(easy, CURLOPT_PASSWORD, password_.c_str());
   if (!passive_) curl_easy_setopt(easy, CURLOPT_FTPPORT, "-");
-  if (connectTimeout_ > 0) curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT, connectTimeout_);
-  if (transferTimeout_ > 0) {
-    // No transfer may stall longer than this: below 1 byte/s for the whole period aborts it.
-    curl_easy_setopt(easy, CURLOPT_LOW_SPEED_LIMIT, 1L);
-    curl_easy_setopt(easy, CURLOPT_LOW_SPEED_TIME, transferTimeout_);
-  }
+  tarvo::CTransferTimeouts timeouts = tarvo::GetDefaultTransferTimeouts();
+  if (connectTimeout_ > 0) timeouts.connectSeconds = connectTimeout_;
+  if (transferTimeout_ > 0) timeouts.stallSeconds = transferTimeout_;
+  tarvo::ApplyTimeouts(easy, timeouts);
+  impl_->slot.stop = stop_;
+  tarvo::InstallProgress(easy, impl_->slot);
 }
 
 bool CFtpClient::Open() {
@@ -343,7 +385,7 @@ void CFtpClient::Close() {
 
 bool CFtpClient::PutFile(const CString& localPath, const CString& remotePath) {
   if (!open_) return Fail("connessione FTP non aperta");
-  std::FILE* in = std::fopen(tarvo::NativePath(localPath).c_str(), "rb");
+  std::FILE* in = std::fopen(tarvo::NativePath(localPath).c_str(), "rbe");
   if (!in) return Fail("impossibile aprire il file " + localPath + ": " + tarvo::GetSystemError());
   std::fseek(in, 0, SEEK_END);
   long size = std::ftell(in);
@@ -363,9 +405,9 @@ bool CFtpClient::GetFile(const CString& remotePath, const CString& localPath) {
   if (!open_) return Fail("connessione FTP non aperta");
   // Fetch beside the target and replace it only when the whole file has arrived.
   CString target = tarvo::NativePath(localPath);
-  CString partial = target + ".part";
-  std::FILE* out = std::fopen(partial.c_str(), "wb");
-  if (!out) return Fail("impossibile creare il file " + partial + ": " + tarvo::GetSystemError());
+  CString partial;
+  std::FILE* out = tarvo::CreateTemporaryBeside(target, partial);
+  if (!out) return Fail("impossibile creare il file " + target + ": " + tarvo::GetSystemError());
   Prepare();
   CURL* easy = impl_->easy.get();
   curl_easy_setopt(easy, CURLOPT_URL, UrlFor(remotePath, false).c_str());

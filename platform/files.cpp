@@ -1,11 +1,13 @@
 #include "platform/files.h"
 
 #include <dirent.h>
+#include <fcntl.h>
 #include <glob.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -60,7 +62,7 @@ bool SetCurrentDirectory(const CString& path) { return ::chdir(NativePath(path).
 
 CString ReadFileBytes(const CString& path) {
   CString native = NativePath(path);
-  std::FILE* f = std::fopen(native.c_str(), "rb");
+  std::FILE* f = std::fopen(native.c_str(), "rbe");
   if (!f) throw CFileException(path, "Impossibile aprire il file " + path + ": " + GetSystemError());
   CString out;
   char buf[65536];
@@ -75,6 +77,26 @@ CString ReadFileBytes(const CString& path) {
 void WriteFileBytes(const CString& path, const CString& bytes) {
   CStdioFile f(NativePath(path), CStdioFile::Mode::kWrite);
   f.Write(bytes.data(), bytes.size());
+}
+
+std::FILE* CreateTemporaryBeside(const CString& target, CString& tempPath) {
+  static std::atomic<unsigned> counter{0};
+  for (;;) {
+    CString name = StrFormat("%s.%ld-%u.part", target.c_str(), static_cast<long>(::getpid()), counter++);
+    int fd = ::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    if (fd < 0 && errno == EEXIST) continue;  // left behind by a killed run of the same id
+    if (fd < 0) return nullptr;
+    std::FILE* f = ::fdopen(fd, "wb");
+    if (!f) {
+      int err = errno;
+      ::close(fd);
+      ::unlink(name.c_str());
+      errno = err;
+      return nullptr;
+    }
+    tempPath = name;
+    return f;
+  }
 }
 
 std::vector<CString> MatchFiles(const CString& pattern) {

@@ -3,6 +3,7 @@
 // tarvo::CFileException as stated.
 #pragma once
 
+#include <cstdio>
 #include <ctime>
 #include <vector>
 
@@ -19,6 +20,11 @@ bool SetCurrentDirectory(const CString& path);
 // Whole-file read and write, bytes unchanged; throw CFileException.
 CString ReadFileBytes(const CString& path);
 void WriteFileBytes(const CString& path, const CString& bytes);
+// Creates a new, empty file beside `target` under a name no other writer uses
+// ("<target>.<pid>-<n>.part"), open for binary writing and closed on exec, and sets `tempPath`
+// to it. The caller renames it onto `target` once complete (an atomic replacement) or removes
+// it. Returns null with errno set when it cannot be created.
+std::FILE* CreateTemporaryBeside(const CString& target, CString& tempPath);
 // Files matching a pattern with wild cards ("*.FAT"), in the order the file system returns them.
 std::vector<CString> MatchFiles(const CString& pattern);
 

@@ -1,5 +1,6 @@
 // An FTP session over libcurl: log in once, then send, fetch, list and delete files on the same
-// connection. Operations return false on failure and leave the reason in GetLastErrorText().
+// connection. Operations return false on failure and leave the reason in GetLastErrorText()
+// (passwords masked). Time-outs and the stop event work as for the HTTP client (http_client.h).
 // One object serves one thread; it owns its connection and closes it when destroyed.
 //
 // The server may carry a port ("host:2121"). Remote paths are relative to the login folder unless
@@ -11,6 +12,8 @@
 #include <vector>
 
 #include "platform/text.h"
+
+class CEvent;
 
 // One entry of a remote folder listing.
 struct CFtpFileInfo {
@@ -32,8 +35,10 @@ class CFtpClient {
   void SetServer(const CString& server) { server_ = server; }
   // Passive mode is the default; active mode lets the server connect back to us.
   void SetPassive(bool passive) { passive_ = passive; }
-  // Connect and transfer time-outs in seconds (0 = libcurl's defaults).
+  // Connect and stall time-outs in seconds (0 = the process defaults of http_client.h).
   void SetTimeouts(long connectSeconds, long transferSeconds);
+  // The stop event (owned by the caller, may be null) that ends a running command.
+  void SetStopEvent(const CEvent* stop) { stop_ = stop; }
   const CString& GetServer() const { return server_; }
 
   // Connects and logs in.
@@ -62,5 +67,6 @@ class CFtpClient {
   bool passive_ = true;
   long connectTimeout_ = 0, transferTimeout_ = 0;
   bool open_ = false;
+  const CEvent* stop_ = nullptr;
   CString lastError_;
 };

@@ -7,6 +7,14 @@
 // callbacks are handed over unchanged. An exception they raise does not cross libcurl: the
 // transfer is aborted, Perform reports the abort as a CNetException, and the exception is kept
 // for the caller to inspect with CallbackError().
+//
+// Every transfer (HTTP and FTP) has a connect time-out and a stall time-out: a transfer that
+// moves less than 1 byte per second for the stall time is aborted, so a server that stops
+// answering cannot hold a procedure forever. The process-wide defaults (30 s and 60 s) are the
+// host's `--connect-timeout` / `--stall-timeout` options; SetTimeouts overrides them per client.
+// A stop event given with SetStopEvent ends a running transfer within about a second (libcurl
+// calls the progress function at least that often); Perform then throws a CNetException with
+// kTransferStopped as its code.
 #pragma once
 
 #include <exception>
@@ -15,7 +23,22 @@
 
 #include "platform/errors.h"
 
+class CEvent;
+
 namespace tarvo {
+
+// Connect and stall time-outs in seconds; 0 leaves libcurl's own (no stall limit, 300 s connect).
+struct CTransferTimeouts {
+  long connectSeconds = 30;
+  long stallSeconds = 60;
+};
+// The time-outs new clients start with. Set by the host before a run; not thread-safe
+// against clients being created at the same time.
+void SetDefaultTransferTimeouts(const CTransferTimeouts& timeouts);
+CTransferTimeouts GetDefaultTransferTimeouts();
+
+// CNetException code of a transfer ended by the stop event (libcurl's "aborted by callback").
+constexpr long kTransferStopped = 42;
 
 // Receives `size` x `count` bytes; returns the number taken (fewer aborts the transfer).
 using TransferWriteFn = size_t (*)(void* data, size_t size, size_t count, void* target);
@@ -50,7 +73,11 @@ class CHttpClient {
   void SetMultipartForm(const std::vector<CFormField>& fields);
   void SetWriteFunction(TransferWriteFn fn, void* target);
   void SetProgressFunction(TransferProgressFn fn, void* target);
-  // Runs the transfer. Throws CNetException with libcurl's code and error text on failure.
+  void SetTimeouts(const CTransferTimeouts& timeouts);
+  // The stop event (owned by the caller, may be null) that ends a running transfer.
+  void SetStopEvent(const CEvent* stop);
+  // Runs the transfer. Throws CNetException with libcurl's code and error text on failure (any
+  // password the text holds masked).
   void Perform();
   // The exception a write or progress function raised during the last Perform, if any.
   std::exception_ptr CallbackError() const;

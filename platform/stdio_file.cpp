@@ -1,6 +1,10 @@
 #include "platform/stdio_file.h"
 
+#include <sys/stat.h>
+
 #include <cerrno>
+
+#include "platform/files.h"
 
 using tarvo::CFileException;
 
@@ -8,13 +12,30 @@ CStdioFile::~CStdioFile() { Close(); }
 
 void CStdioFile::Open(const CString& path, Mode mode) {
   Close();
-  const char* m = mode == Mode::kRead ? "rb" : mode == Mode::kWrite ? "wb" : "ab";
+  const char* m = mode == Mode::kRead ? "rbe" : mode == Mode::kWrite ? "wbe" : "abe";
   file_ = std::fopen(path.c_str(), m);
+  struct stat info {};
+  if (file_ && mode == Mode::kRead && ::fstat(::fileno(file_), &info) == 0 && S_ISDIR(info.st_mode)) {
+    std::fclose(file_);  // a folder opens for reading but has no lines
+    file_ = nullptr;
+    errno = EISDIR;
+  }
   if (!file_) {
     int err = errno;
     throw CFileException(path, "Impossibile aprire il file " + path + ": " + tarvo::SystemErrorText(err), err);
   }
   path_ = path;
+}
+
+void CStdioFile::OpenTemporaryBeside(const CString& target) {
+  Close();
+  CString temp;
+  file_ = tarvo::CreateTemporaryBeside(target, temp);
+  if (!file_) {
+    int err = errno;
+    throw CFileException(target, "Impossibile aprire il file " + target + ": " + tarvo::SystemErrorText(err), err);
+  }
+  path_ = temp;
 }
 
 void CStdioFile::Close() {
@@ -34,6 +55,19 @@ void CStdioFile::Write(const void* data, size_t length) {
   }
 }
 
+void CStdioFile::WriteLine(const CString& text) {
+  CString line;
+  line.reserve(text.size() + 1);
+  line += text;
+  line += '\n';
+  std::lock_guard<std::mutex> lock(mutex_);
+  if (!file_) throw CFileException(path_, "File non aperto");
+  if (std::fwrite(line.data(), 1, line.size(), file_) != line.size() || std::fflush(file_) != 0) {
+    int err = errno;
+    throw CFileException(path_, "Errore di scrittura nel file " + path_ + ": " + tarvo::SystemErrorText(err), err);
+  }
+}
+
 void CStdioFile::Flush() {
   std::lock_guard<std::mutex> lock(mutex_);
   if (file_) std::fflush(file_);
@@ -45,10 +79,17 @@ bool CStdioFile::ReadString(CString& line) {
   if (!file_) return false;
   int c;
   bool any = false;
-  while ((c = std::fgetc(file_)) != EOF) {
+  while ((c = getc_unlocked(file_)) != EOF) {
     any = true;
     if (c == '\n') break;
+    if (line.size() >= kMaxLineLength)
+      throw CFileException(path_, tarvo::StrFormat(tarvo::W("Riga del file %s più lunga di %zu byte").c_str(),
+                                                   path_.c_str(), kMaxLineLength));
     line += static_cast<char>(c);
+  }
+  if (std::ferror(file_)) {
+    int err = errno;
+    throw CFileException(path_, "Errore di lettura del file " + path_ + ": " + tarvo::SystemErrorText(err), err);
   }
   if (!line.empty() && line.back() == '\r') line.pop_back();
   return any;

@@ -67,7 +67,7 @@ bool MakeDirectories(const CString& path) {
 // A ZIP file with no entries: the end-of-central-directory record alone.
 bool WriteEmptyArchive(const CString& path) {
   static const unsigned char kEmpty[22] = {'P', 'K', 5, 6};
-  std::FILE* f = std::fopen(path.c_str(), "wb");
+  std::FILE* f = std::fopen(path.c_str(), "wbe");
   if (!f) return false;
   bool ok = std::fwrite(kEmpty, 1, sizeof kEmpty, f) == sizeof kEmpty;
   return std::fclose(f) == 0 && ok;
@@ -217,7 +217,7 @@ bool CUnzipper::Unzip(const CString& folder, bool ignorePath) {
       errors_.push_back(name + ": " + ArchiveErrorText(impl_->archive));
       continue;
     }
-    std::FILE* out = std::fopen(target.c_str(), "wb");
+    std::FILE* out = std::fopen(target.c_str(), "wbe");
     if (!out) {
       errors_.push_back(name + ": " + tarvo::GetSystemError());
       zip_fclose(entry);

@@ -225,6 +225,7 @@ bool CTarvoExchangeXML::Process_driverfile_HttpUpload(const CString& server, con
                             {"password", password, false},
                             {"tarvo", version, false}});
     http->SetUserAgent(userAgent);
+    http->SetStopEvent(GetEventStop());
     http->SetWriteFunction(ResponseCallback, this);  // the reply goes to the log; a stop aborts it
     http->Perform();
   } catch (const tarvo::CNetException& e) {
@@ -256,6 +257,7 @@ bool CTarvoExchangeXML::Process_driverfile_HttpDownload(const CString& server, c
   if (!http) return false;
   http->SetUrl(server + url + "?login=" + username + "&password=" + password + "&tarvo=yes");
   http->SetUserAgent("Tarvo/1.0");
+  http->SetStopEvent(GetEventStop());
 
   CStdioFile file;
   try {
@@ -324,6 +326,7 @@ bool CTarvoExchangeXML::Process_driverfile_FtpUpload(const CString& server, cons
   ftp.SetUserName(username);
   ftp.SetPassword(password);
   ftp.SetServer(server);
+  ftp.SetStopEvent(GetEventStop());
   Log("- Connessione al server \"" + server + "\" in corso", TMS_INFO);
   if (!ftp.Open()) {
     Log("- Impossibile stabilire una connessione con il server: " + m_strFtpServer, TMS_ERROR);

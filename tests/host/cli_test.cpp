@@ -120,6 +120,21 @@ TEST_F(InitializedDb, UnknownNumbersAndNumbersWhoseClassIsNotBuiltExit3AndSaySo)
   EXPECT_TRUE(Contains(r.err, "not available in this build")) << r.err;
 }
 
+TEST_F(InitializedDb, PasswordsNeverReachTheTerminalAndMayComeFromTheEnvironment) {
+  const std::string odbc = "DRIVER=SQLite3;Database=" + db_ + ";PWD=segreta";
+  for (const std::vector<std::string>& args : {std::vector<std::string>{"run", "7", "--db", odbc},
+                                                {"run", "7", "--db", "DSN=tarvo_no_such_dsn;UID=u;Pwd=segreta;"}}) {
+    ProcessResult r = Host(args);
+    EXPECT_NE(r.exit_code, 0);
+    EXPECT_FALSE(Contains(r.out + r.err, "segreta")) << r.err;
+    EXPECT_TRUE(Contains(r.err, "wd=***")) << r.err;
+  }
+  ProcessResult help = Host({"run", "--help"});
+  for (const char* name : {"TARVO_DB_PASSWORD", "TARVO_HTTP_PASSWORD", "TARVO_FTP_PASSWORD", "--connect-timeout",
+                           "--stall-timeout"})
+    EXPECT_TRUE(Contains(help.out, name)) << name;
+}
+
 TEST(CommandLine, AMissingDatabaseIsNotCreatedAndExits2) {
   TempDir dir;
   ProcessResult r = Host({"run", "1008", "--db", dir.File("typo.db")});

@@ -307,4 +307,15 @@ TEST(RunSettings, OptionsReachTheProcedureAndTheHostSettings) {
   CConfigAdministrator::Clear();
 }
 
+TEST(RunSettings, DatabasePasswordIsAddedToConnectionStringsWithoutOne) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"DSN=ditta", "DSN=ditta;PWD={se;gr}}eta}"},
+      {"DSN=ditta;", "DSN=ditta;PWD={se;gr}}eta}"},
+      {"DSN=ditta;pwd=altra", "DSN=ditta;pwd=altra"},  // its own password wins
+      {"/srv/company.db", "/srv/company.db"},            // a SQLite file has none
+  };
+  for (const auto& [config, expected] : cases) EXPECT_EQ(WithPassword(config, "se;gr}eta"), expected) << config;
+  EXPECT_EQ(WithPassword("DSN=ditta", ""), "DSN=ditta");
+}
+
 }  // namespace
