@@ -40,7 +40,7 @@ CString CTarvoHttpPhotoTransfer::RequestUrl(const CString& oper) const {
   return m_strHttpServer + m_strHttpURL + "?login=" + m_strHttpUID + "&password=" + m_strHttpPWD + "&tarvo=yes" + oper;
 }
 
-CString CTarvoHttpPhotoTransfer::Masked(const CString& text) const { return text; }
+CString CTarvoHttpPhotoTransfer::Masked(const CString& text) const { return tarvo::MaskSecrets(text); }
 
 bool CTarvoHttpPhotoTransfer::IsPlainFileName(const CString& name) {
   if (name.empty() || name == "." || name == "..") return false;
@@ -110,6 +110,7 @@ bool CTarvoHttpPhotoTransfer::FetchToFile(const CString& url, const CString& pat
   }
   http->SetWriteFunction(WriteCallback, &file);
   http->SetProgressFunction(ProgressCallback, this);
+  http->SetStopEvent(m_pEventStop);  // a stop ends a slow reply; the old file stays
   bool transferred = true;
   try {
     http->Perform();

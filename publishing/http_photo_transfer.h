@@ -59,7 +59,7 @@ class CTarvoHttpPhotoTransfer : public CTarvoImport {
   int Finish(bool done);
   // True when `name` can only name a file directly inside the photo folder.
   static bool IsPlainFileName(const CString& name);
-  // A text this system prints that may hold a URL with the password.
+  // A text this system prints that may hold a URL with the password, the password masked.
   CString Masked(const CString& text) const;
 
  private:

@@ -78,6 +78,7 @@ bool CTarvoHttpUpload::UploadHttpFile(CString path) {
     http->SetUserAgent(kUserAgent);
     http->SetWriteFunction(ResponseCallback, this);  // the reply goes to the log; a stop aborts it
     http->SetProgressFunction(ProgressCallback, this);
+    http->SetStopEvent(m_pEventStop);  // also while the photo is still going out
     http->Perform();
   } catch (const tarvo::CNetException& e) {
     Log("- " + Masked(e.GetErrorMessage()), TMS_NONE);
