@@ -1,6 +1,12 @@
 #include "publishing/http_upload.h"
 
+#include <algorithm>
+#include <atomic>
+#include <exception>
 #include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
 
 #include "platform/files.h"
 #include "platform/http_client.h"
@@ -30,14 +36,49 @@ int CTarvoHttpUpload::Run() {
 bool CTarvoHttpUpload::MakeLocalFileList() {
   m_mapUpload.clear();
   m_mapLocalNames.clear();
+  std::vector<CString> keys, paths;
   for (const tarvo::CFolderEntry& entry : tarvo::ListFolder(m_strInDir)) {
     if (CtrlEventStop()) return false;
     if (entry.isHidden || entry.isDirectory || entry.name == "." || entry.name == "..") continue;
     CString name = tarvo::ToLower(entry.name);
     if (!IsPicture(name)) continue;
-    m_mapUpload[name] = DigestFile(tarvo::JoinPath(m_strInDir, entry.name));
     m_mapLocalNames[name] = entry.name;
+    keys.push_back(name);
+    paths.push_back(tarvo::JoinPath(m_strInDir, entry.name));
   }
+  // The fingerprints are the bulk of the work (every photo is read whole): spread them over the
+  // processors. Each worker takes the next file; a stop request ends them between files.
+  std::vector<CString> digests(keys.size());
+  std::atomic<size_t> next{0};
+  std::atomic<bool> stopped{false};
+  std::exception_ptr failure;
+  std::mutex failureLock;
+  auto work = [&] {
+    for (size_t i; !stopped && (i = next++) < keys.size();) {
+      if (m_pEventStop && m_pEventStop->IsSet()) {
+        stopped = true;
+        break;
+      }
+      try {
+        digests[i] = DigestFile(paths[i]);
+      } catch (...) {
+        std::lock_guard<std::mutex> hold(failureLock);
+        if (!failure) failure = std::current_exception();
+        stopped = true;
+      }
+    }
+  };
+  std::vector<std::thread> workers;
+  unsigned count = std::min<unsigned>(std::max(2u, std::thread::hardware_concurrency()), 8u);
+  for (unsigned w = 1; w < count && w < keys.size(); ++w) workers.emplace_back(work);
+  work();
+  for (std::thread& t : workers) t.join();
+  if (failure) std::rethrow_exception(failure);  // as an unreadable file always ended the run
+  if (stopped) {
+    CtrlEventStop();  // logs the interruption
+    return false;
+  }
+  for (size_t i = 0; i < keys.size(); ++i) m_mapUpload[keys[i]] = digests[i];
   return true;
 }
 
