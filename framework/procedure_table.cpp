@@ -19,8 +19,11 @@
 #include "partners/solvar/import_solvar_azienda.h"
 #include "partners/solvar/import_solvar_classificazione_articoli.h"
 #include "partners/solvar/import_solvar_provvigioni.h"
+#include "publishing/export_media_catalogo.h"
 #include "publishing/ftp_download.h"
 #include "publishing/ftp_upload.h"
+#include "publishing/http_download.h"
+#include "publishing/http_upload.h"
 
 namespace {
 template <class T>
@@ -37,7 +40,7 @@ const std::vector<ProcedureEntry>& KnownProcedures() {
       {2, "CTarvoImportSolvarArticoli", "Importazione anagrafica articoli Solvar", Make<CTarvoImportSolvarArticoli>},
       {3, "CTarvoImportSolvarAzienda", "Importazione clienti Solvar", Make<CTarvoImportSolvarAzienda>},
       {4, "CTarvoImportWebOrdini", "Importazione ordini da database web/agente", Make<CTarvoImportWebOrdini>},
-      {5, "CTarvoHttpDownload", "Scaricamento foto articoli via HTTP", nullptr},
+      {5, "CTarvoHttpDownload", "Scaricamento foto articoli via HTTP", Make<CTarvoHttpDownload>},
       {6, "CTarvoImportSolvarStatoOrdini", "Importazione stato ordini Solvar", nullptr},
       {9, "CTarvoImportWebStatoOrdini", "Importazione stato ordini da database web", Make<CTarvoImportWebStatoOrdini>},
       {10, "CTarvoImportAgenteFatture", "Importazione fatture da database agente", Make<CTarvoImportAgenteFatture>},
@@ -49,11 +52,11 @@ const std::vector<ProcedureEntry>& KnownProcedures() {
       {16, "CTarvoImportPellorArticoli", "Importazione articoli Pellor con foto", Make<CTarvoImportPellorArticoli>},
       {17, "CTarvoImportSolvarPellorArticoli", "Importazione combinata articoli", Make<CTarvoImportSolvarPellorArticoli>},
       {21, "CTarvoImportSolvarArticoliNuovi", "Importazione nuovi articoli Solvar", Make<CTarvoImportSolvarArticoliNuovi>},
-      {1001, "CTarvoExportMediaCatalogo", "Esportazione catalogo multimediale XML", nullptr},
+      {1001, "CTarvoExportMediaCatalogo", "Esportazione catalogo multimediale XML", Make<CTarvoExportMediaCatalogo>},
       {1002, "CTarvoExportWebArticoli", "Esportazione articoli verso database web/agente", Make<CTarvoExportWebArticoli>},
       {1003, "CTarvoExportWebClienti", "Esportazione clienti verso database web", Make<CTarvoExportWebClienti>},
       {1004, "CTarvoExportWebOrdini", "Esportazione ordini verso database web/agente", Make<CTarvoExportWebOrdini>},
-      {1005, "CTarvoHttpUpload", "Pubblicazione foto articoli via HTTP", nullptr},
+      {1005, "CTarvoHttpUpload", "Pubblicazione foto articoli via HTTP", Make<CTarvoHttpUpload>},
       {1006, "CTarvoExportWebStatoOrdini", "Esportazione stato ordini verso database web", Make<CTarvoExportWebStatoOrdini>},
       {1007, "CTarvoExportSolvarOrdini", "Esportazione ordini Solvar", nullptr},
       {1008, "CTarvoExportSolvarArticoli", "Esportazione anagrafica articoli Solvar", Make<CTarvoExportSolvarArticoli>},

@@ -144,8 +144,8 @@ class CTarvoImport {
   // Passes a server reply to the log of `procedure`; on a stop request logs the interruption
   // and returns 0, which aborts the transfer.
   static size_t ResponseCallback(void* data, size_t size, size_t count, void* procedure);
-  // MD5 of a file as 32 upper-case hexadecimal digits, read in blocks. Throws the hash library's
-  // exception when the file cannot be read.
+  // MD5 of a file as 32 upper-case hexadecimal digits, read in blocks. Throws
+  // tarvo::CFileException when the file cannot be opened or read.
   static CString DigestFile(const CString& path);
 
  protected:

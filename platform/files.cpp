@@ -1,10 +1,12 @@
 #include "platform/files.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <glob.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <climits>
@@ -106,6 +108,41 @@ std::vector<CString> MatchFiles(const CString& pattern) {
   ::globfree(&g);
   return out;
 }
+
+std::vector<CFolderEntry> ListFolder(const CString& folder) {
+  std::vector<CFolderEntry> out;
+  CString native = folder.empty() ? CString(".") : NativePath(folder);
+  DIR* dir = ::opendir(native.c_str());
+  if (!dir) return out;
+  while (const dirent* e = ::readdir(dir)) {
+    CFolderEntry entry;
+    entry.name = e->d_name;
+    entry.isHidden = entry.name.size() > 0 && entry.name[0] == '.';
+    if (e->d_type == DT_DIR) {
+      entry.isDirectory = true;
+    } else if (e->d_type == DT_UNKNOWN || e->d_type == DT_LNK) {
+      entry.isDirectory = DirectoryExists(JoinPath(native, entry.name));
+    }
+    out.push_back(std::move(entry));
+  }
+  ::closedir(dir);
+  std::sort(out.begin(), out.end(), [](const CFolderEntry& a, const CFolderEntry& b) { return a.name < b.name; });
+  return out;
+}
+
+bool GetFileStatus(const CString& path, CFileStatus& status) {
+  struct stat st{};
+  if (::stat(NativePath(path).c_str(), &st) != 0) return false;
+  status.size = static_cast<long long>(st.st_size);
+  status.modified = st.st_mtime;
+  return true;
+}
+
+bool RenameFile(const CString& from, const CString& to) {
+  return std::rename(NativePath(from).c_str(), NativePath(to).c_str()) == 0;
+}
+
+bool RemoveFile(const CString& path) { return std::remove(NativePath(path).c_str()) == 0; }
 
 }  // namespace tarvo
 

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdio>
+#include <ctime>
 #include <vector>
 
 #include "platform/text.h"
@@ -26,6 +27,27 @@ void WriteFileBytes(const CString& path, const CString& bytes);
 std::FILE* CreateTemporaryBeside(const CString& target, CString& tempPath);
 // Files matching a pattern with wild cards ("*.FAT"), in the order the file system returns them.
 std::vector<CString> MatchFiles(const CString& pattern);
+
+// One entry of a folder as ListFolder returns it ("." and ".." included, as the system lists
+// them). A name beginning with "." is hidden.
+struct CFolderEntry {
+  CString name;
+  bool isDirectory = false;
+  bool isHidden = false;
+};
+// The entries of one folder, one level, sorted by name; empty when the folder cannot be read.
+std::vector<CFolderEntry> ListFolder(const CString& folder);
+
+// Length and last write time of a file; false (errno set) when its status cannot be read.
+struct CFileStatus {
+  long long size = 0;
+  std::time_t modified = 0;
+};
+bool GetFileStatus(const CString& path, CFileStatus& status);
+// Renames `from` to `to`, replacing `to` if it exists; false (errno set) on failure.
+bool RenameFile(const CString& from, const CString& to);
+// Removes a file; false (errno set) when it cannot.
+bool RemoveFile(const CString& path);
 }  // namespace tarvo
 
 // If a file matches the pattern `path`, replaces `path` by the full path of the first match;

@@ -8,7 +8,7 @@ PACKAGES=(
   libvips-dev libvips-tools
   unixodbc unixodbc-dev libsqliteodbc odbc-postgresql
   sqlite3 postgresql-15 postgresql-client-15
-  python3 python3-pyftpdlib zip unzip
+  python3 python3-pyftpdlib zip unzip libjpeg-turbo-progs
   libncurses-dev tmux
   clang libclang-rt-14-dev
 )
