@@ -45,6 +45,9 @@ int CTarvoExchangeArticoli::Run() {
     NotifyFinished(0);
     return 0;
   }
+  // The whole copy is one transaction that ends at the first error: the driver need not guard
+  // each statement with a savepoint of its own (the batches of CopyTable take their own).
+  if (m_pInDatabase && !m_pInDatabase->IsOpen()) m_pInDatabase->SetStatementSavepoints(false);
   if (!OpenInDatabase(false)) {
     CloseOutDatabase();
     CloseInDatabase();
