@@ -319,6 +319,7 @@ void PostgresPart(const std::string& source, double rows, int runs) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  std::setvbuf(stdout, nullptr, _IOLBF, 0);  // each figure as soon as it is measured
   const long articles = argc > 1 && std::atol(argv[1]) > 0 ? std::atol(argv[1]) : 100000;
   const int runs = argc > 2 && std::atoi(argv[2]) > 0 ? std::atoi(argv[2]) : 2;
   g_dir = (fs::temp_directory_path() / ("tarvo-exchange-bench-" + std::to_string(getpid()))).string();

@@ -129,6 +129,7 @@ void CRecordBatch::Execute() {
   auto runAll = [&](std::vector<CDBValue>& queue, size_t rowWidth, bool update,
                     std::map<size_t, std::unique_ptr<CODBCStatement>>& cache) {
     const size_t rows = queue.size() / rowWidth;
+    if (rows <= capacity_) return Run(cache, queue, rows, update);
     for (size_t first = 0; first < rows; first += capacity_) {
       const size_t count = std::min(capacity_, rows - first);
       std::vector<CDBValue> params(queue.begin() + static_cast<std::ptrdiff_t>(first * rowWidth),
