@@ -1,5 +1,12 @@
 #include "dbexchange/record_transfer.h"
 
+#include <algorithm>
+#include <memory>
+#include <regex>
+#include <unordered_set>
+
+#include "platform/records/record_batch.h"
+
 namespace tarvo::exchange {
 
 CString DoubleQuotes(const CString& value) {
@@ -44,15 +51,170 @@ bool InterruptRequested(CTarvoImport& procedure) {
   return true;
 }
 
-bool CopyTable(CTarvoImport& procedure, CRecordSetBase& source, CRecordSetBase& target, const CTableCopy& copy) {
-  bool completed = true;
-  source.m_strSort = copy.sort;
-  source.m_strFilter = copy.filter;
-  source.Open();
+namespace {
+
+// The key column of a key filter "COLUMN = '%s'"; empty for any other filter.
+CString KeyColumnOfFilter(const CString& keyFilter) {
+  static const std::regex simple(R"(^\s*([A-Za-z_][A-Za-z0-9_]*)\s*=\s*'%s'\s*$)");
+  std::smatch m;
+  return std::regex_match(keyFilter, m, simple) ? CString(m[1].str()) : CString();
+}
+
+// The fast path of CopyTable: lookups in the target's keys read once, writes in batches.
+class CBatchedCopy {
+ public:
+  // Null when the copy must go row by row (no transaction, another key filter, a database
+  // without multi-row statements).
+  static std::unique_ptr<CBatchedCopy> For(CTarvoImport& procedure, CRecordSetBase& target, const CTableCopy& copy) {
+    CDatabase* db = target.GetDatabase();
+    if (!db || !db->InTransaction() || copy.columns.empty() || !CRecordBatch::Supported(target)) return nullptr;
+    const int key = target.FindField(KeyColumnOfFilter(copy.keyFilter));
+    if (key < 0 || !target.IsKeyField(key) || target.GetFieldColumnType(key) != CRecordSetBase::EColumn::kText)
+      return nullptr;
+    std::vector<int> columns;
+    for (const CColumnRange& range : copy.columns)
+      for (int i = range.first; i < range.first + range.count; ++i) columns.push_back(i);
+    auto written = std::find(columns.begin(), columns.end(), key);
+    if (written == columns.end()) return nullptr;
+    const std::ptrdiff_t position = written - columns.begin();
+    return std::unique_ptr<CBatchedCopy>(new CBatchedCopy(procedure, target, copy, key, std::move(columns), position));
+  }
+
+  // Queues the source's current row (its line, its write); may write the rows queued before.
+  void Row(CRecordSetBase& source) {
+    CPendingRow row = Capture(source);
+    if (disabled_) return RunAlone(row);
+    std::vector<CDBValue> params;
+    bool found = false;
+    try {
+      if (!keysLoaded_) LoadKeys();
+      found = keys_.count(row.lookup) != 0;
+      for (size_t k = 0; k < columns_.size(); ++k) {
+        target_.SetFieldValue(columns_[k], row.values[k]);
+        params.push_back(target_.GetParameterValue(columns_[k]));
+      }
+    } catch (...) {
+      // What the row-by-row copy would have done at this row (its error included) happens now.
+      disabled_ = !keysLoaded_;
+      return RunAlone(row);
+    }
+    const CString* written = std::get_if<CString>(&params[writtenKey_]);
+    if (!written) return RunAlone(row);
+    const CString key = *written;
+    // A row that reads or writes a key of the rows queued waits for them to be written.
+    if (touched_.count(row.lookup) || touched_.count(key)) Flush();
+    if (found) {
+      batch_.AddUpdate(row.lookup, std::move(params));
+      keys_.erase(row.lookup);
+    } else {
+      batch_.AddInsert(std::move(params));
+    }
+    keys_.insert(key);
+    touched_.insert(row.lookup);
+    touched_.insert(key);
+    pending_.push_back(std::move(row));
+    if (batch_.Size() >= batch_.Capacity()) Flush();
+  }
+
+  // Writes the queued rows and logs their lines.
+  void Flush() {
+    if (pending_.empty()) return;
+    std::vector<CPendingRow> rows = std::move(pending_);
+    pending_.clear();
+    touched_.clear();
+    batch_.Savepoint();
+    try {
+      batch_.Execute();
+    } catch (const CDBException&) {
+      batch_.Clear();
+      batch_.RollbackToSavepoint();
+      for (const CPendingRow& row : rows) RunRow(row);
+      batch_.ReleaseSavepoint();
+      return;
+    }
+    batch_.ReleaseSavepoint();
+    for (const CPendingRow& row : rows)
+      if (row.hasLine) procedure_.Log(row.line, TMS_NONE);
+  }
+
+ private:
+  struct CPendingRow {
+    bool hasLine = false;
+    CString line;
+    CString lookup;  // the key the filter looks for (the literal's value)
+    CString filter;
+    std::vector<CDBValue> values;  // the copied columns of the source row
+  };
+
+  CBatchedCopy(CTarvoImport& procedure, CRecordSetBase& target, const CTableCopy& copy, int key,
+               std::vector<int> columns, std::ptrdiff_t writtenKey)
+      : procedure_(procedure), target_(target), copy_(copy), key_(key), columns_(columns),
+        writtenKey_(static_cast<size_t>(writtenKey)), batch_(target, std::move(columns)) {}
+
+  // The row as the row-by-row copy sees it: line first, then the key (doubled in the source row
+  // itself for the article rule).
+  CPendingRow Capture(CRecordSetBase& source) const {
+    CPendingRow row;
+    row.hasLine = static_cast<bool>(copy_.rowLine);
+    if (row.hasLine) row.line = copy_.rowLine(source);
+    row.lookup = FieldText(source, 0);
+    CString key = DoubleQuotes(row.lookup);
+    if (copy_.doubleKeyInPlace) source.SetFieldValue(0, key);
+    row.filter = StrFormat(copy_.keyFilter.c_str(), key.c_str());
+    for (int i : columns_) row.values.push_back(source.GetFieldValue(i));
+    return row;
+  }
+
+  void LoadKeys() {
+    CODBCRecordset rs(target_.GetDatabase());
+    for (rs.Open("SELECT " + target_.GetFieldName(key_) + " FROM " + target_.GetTableName()); !rs.IsEOF(); rs.MoveNext())
+      keys_.insert(rs.Field(0).AsString());
+    keysLoaded_ = true;
+  }
+
+  // One row the row-by-row way: its line, the lookup, the write. The keys follow (running the
+  // rows of a refused batch again leaves them as they are: those rows have keys of their own).
+  void RunRow(const CPendingRow& row) {
+    if (row.hasLine) procedure_.Log(row.line, TMS_NONE);
+    const bool found = AddOrEdit(target_, row.filter);
+    for (size_t k = 0; k < columns_.size(); ++k) target_.SetFieldValue(columns_[k], row.values[k]);
+    const CString written = FieldText(target_, key_);
+    target_.Update();
+    if (found) keys_.erase(row.lookup);
+    keys_.insert(written);
+  }
+
+  // A row that cannot be queued: the rows before it are written, then it alone.
+  void RunAlone(const CPendingRow& row) {
+    Flush();
+    RunRow(row);
+  }
+
+  CTarvoImport& procedure_;
+  CRecordSetBase& target_;
+  const CTableCopy& copy_;
+  int key_;
+  std::vector<int> columns_;
+  size_t writtenKey_;  // position of the key among columns_
+  CRecordBatch batch_;
+  bool keysLoaded_ = false;
+  bool disabled_ = false;  // the keys could not be read: row by row from here on
+  std::unordered_set<CString> keys_;     // the target's keys, the queued rows' writes included
+  std::unordered_set<CString> touched_;  // keys the queued rows look up or write
+  std::vector<CPendingRow> pending_;
+};
+
+// The loop of CopyTable. Returns false when it stopped on request.
+bool CopyRows(CTarvoImport& procedure, CRecordSetBase& source, CRecordSetBase& target, const CTableCopy& copy,
+              CBatchedCopy* batched) {
   while (!source.IsEOF()) {
-    if (InterruptRequested(procedure)) {
-      completed = false;
-      break;
+    // A stop ends the run: the rows queued are written (and logged) before the stop's lines.
+    if (batched && procedure.GetEventStop() && procedure.GetEventStop()->IsSet()) batched->Flush();
+    if (InterruptRequested(procedure)) return false;
+    if (batched) {
+      batched->Row(source);
+      source.MoveNext();
+      continue;
     }
     if (copy.rowLine) procedure.Log(copy.rowLine(source), TMS_NONE);
     CString key = DoubleQuotes(FieldText(source, 0));
@@ -61,6 +223,25 @@ bool CopyTable(CTarvoImport& procedure, CRecordSetBase& source, CRecordSetBase& 
     CopyFields(source, target, copy.columns);
     target.Update();
     source.MoveNext();
+  }
+  if (batched) batched->Flush();
+  return true;
+}
+
+}  // namespace
+
+bool CopyTable(CTarvoImport& procedure, CRecordSetBase& source, CRecordSetBase& target, const CTableCopy& copy) {
+  bool completed = true;
+  source.m_strSort = copy.sort;
+  source.m_strFilter = copy.filter;
+  source.Open();
+  std::unique_ptr<CBatchedCopy> batched = CBatchedCopy::For(procedure, target, copy);
+  try {
+    completed = CopyRows(procedure, source, target, copy, batched.get());
+  } catch (...) {
+    // An error outside the batch (reading the source) comes after the rows queued before it.
+    if (batched) batched->Flush();
+    throw;
   }
   source.Close();
   target.Close();

@@ -64,6 +64,16 @@ struct CTableCopy {
 // Copies every source row into the target as `copy` says, testing the stop event before each
 // row. Opens the source, closes source and target at the end. Returns false when it stopped on
 // request (the two interruption lines are logged). Throws CDBException.
+//
+// Inside a transaction on the target (the caller's own, committed or rolled back as a whole)
+// and with a key filter of the form "COLUMN = '%s'" on the table's text key, the copy takes few
+// round trips to a server: the target's keys are read once per table, and the rows go out in
+// multi-row statements (CRecordBatch). What the caller and the log see is the row-by-row copy's:
+// the row lines come in the same order, each before anything logged after its row, and are
+// released once their batch is written; a batch the database refuses is rolled back to its
+// savepoint and its rows run again one by one, so the error text, and the rows logged before
+// it, are those of the row at fault. A stop request writes the rows queued before its lines are
+// logged. Outside a transaction every row is written (and committed) as it comes.
 bool CopyTable(CTarvoImport& procedure, CRecordSetBase& source, CRecordSetBase& target, const CTableCopy& copy);
 
 }  // namespace tarvo::exchange

@@ -136,6 +136,9 @@ int HostMain(int argc, char** argv) {
   CLI::App* init = app.add_subcommand("init", "create a SQLite company database with the procedure table");
   init->add_option("--db", init_options.db, "SQLite file to create")->required();
   init->add_flag("--demo", init_options.demo, "load the demo data");
+  init->add_option("--generate", init_options.generate,
+                   "also generate a company of N articles, with a customer per 10 and an order per 5")
+      ->check(CLI::PositiveNumber);
   init->add_option("--root-dir", init_options.root_dir, "write the sample driver files to DIR/exchange");
   init->add_flag("--force", init_options.force, "replace an existing file");
 

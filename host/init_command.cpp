@@ -10,6 +10,7 @@
 #include "host/run_command.h"
 #include "platform/files.h"
 #include "platform/odbc.h"
+#include "platform/records/demo_generator.h"
 #include "platform/records/esportazione_set.h"
 
 namespace fs = std::filesystem;
@@ -109,6 +110,7 @@ int InitCommand(const InitOptions& options, Console& console) {
       return kExitFailed;
     }
   }
+  GeneratorCounts generated;
   try {
     {
       CDatabase db;
@@ -119,6 +121,7 @@ int InitCommand(const InitOptions& options, Console& console) {
       FillProcedureTable(db);
       db.CommitTrans();
       if (options.demo) RunScript(db, "schema/demo/demo.sql");
+      if (options.generate > 0) generated = GenerateCompanyDatabase(db, GeneratorSize::ForArticles(options.generate));
       db.Close();
     }
     if (!options.root_dir.empty()) WriteDriverFiles(options.root_dir);
@@ -128,8 +131,12 @@ int InitCommand(const InitOptions& options, Console& console) {
     return kExitFailed;
   }
   size_t drivers = EmbeddedDriverFiles().size();
+  std::string data = options.demo ? ", demo data" : "";
+  if (options.generate > 0)
+    data += tarvo::StrFormat(", generated %ld articles, %ld customers, %ld orders (%ld rows)", generated.articles,
+                             generated.customers, generated.orders, generated.Total());
   console.Note(tarvo::StrFormat("created %s: %zu procedures, %zu sample drivers%s", options.db.c_str(),
-                                KnownProcedures().size(), drivers, options.demo ? ", demo data" : ""));
+                                KnownProcedures().size(), drivers, data.c_str()));
   if (!options.root_dir.empty() && drivers > 0)
     console.Note("driver files written to " + (fs::path(options.root_dir) / "exchange").string());
   return kExitDone;

@@ -11,6 +11,7 @@
 struct InitOptions {
   std::string db;        // path of the SQLite file to create
   bool demo = false;     // also load the demo data
+  long generate = 0;     // when above 0, also generate a company of this many articles
   std::string root_dir;  // when set, the sample driver files go to ROOT/exchange/
   bool force = false;    // replace an existing file
 };

@@ -82,6 +82,21 @@ CString SqliteConnectionString(const CString& path, bool newFile) {
   return newFile ? conn : conn + ";JournalMode=WAL";
 }
 
+// Options for a connection string that names the PostgreSQL driver, unless it sets them itself.
+// Server-side prepare: a statement prepared once is parsed and planned once on the server and
+// each execution sends only its parameters (psqlODBC's default today, stated so that an older
+// driver or a DSN setting does not turn it off). Without statement savepoints ("Protocol=7.4-0",
+// the driver does nothing on an error) only for callers that asked (SetStatementSavepoints).
+CString PostgresConnectionString(const CString& conn, bool statementSavepoints) {
+  const CString lower = ToLower(conn);
+  if (lower.find("driver={postgresql") == CString::npos) return conn;
+  CString options = conn;
+  if (!options.empty() && options.back() != ';') options += ";";
+  if (lower.find("useserversideprepare=") == CString::npos) options += "UseServerSidePrepare=1;";
+  if (!statementSavepoints && lower.find("protocol=") == CString::npos) options += "Protocol=7.4-0;";
+  return options;
+}
+
 bool IsNewSqliteFile(const CString& path) {
   struct stat st {};
   return ::stat(NativePath(path).c_str(), &st) != 0 || st.st_size == 0;
@@ -132,6 +147,8 @@ bool CDatabase::OpenEx(const CString& config) {
   if (conn.find('=') == CString::npos) {
     newSqliteFile = IsNewSqliteFile(conn);
     conn = SqliteConnectionString(conn, newSqliteFile);
+  } else {
+    conn = PostgresConnectionString(conn, statement_savepoints_);
   }
   SQLHDBC h = SQL_NULL_HDBC;
   Check(SQLAllocHandle(SQL_HANDLE_DBC, Environment(), &h), SQL_HANDLE_ENV, Environment(), "SQLAllocHandle");

@@ -80,6 +80,14 @@ class CDatabase {
   // "DSN=...;...") or a bare path of a SQLite file (opened with the SQLite3 ODBC driver, created
   // if missing). Returns true when connected; throws CDBException with the driver's text.
   bool OpenEx(const CString& config);
+  // psqlODBC guards every statement it runs inside a transaction with a savepoint of its own
+  // (a SAVEPOINT before and a RELEASE after: two more statements per statement) so that a failed
+  // statement leaves the transaction usable. A caller that manages its own transaction and ends
+  // it at the first error has no use for them: SetStatementSavepoints(false) before OpenEx
+  // connects without them, and a failed statement then leaves the transaction aborted until
+  // Rollback (or a rollback to the caller's own savepoint). Applies to connection strings that
+  // name the PostgreSQL driver and do not choose a level of their own ("Protocol=").
+  void SetStatementSavepoints(bool on) { statement_savepoints_ = on; }
   void Close();
   bool IsOpen() const;  // holds a connection handle
   const CString& GetConnect() const { return connect_; }
@@ -110,6 +118,7 @@ class CDatabase {
   EDialect dialect_ = EDialect::kOther;
   bool utf8_ = true;
   bool in_transaction_ = false;
+  bool statement_savepoints_ = true;
 };
 
 // A prepared statement on one database. Reusable: Execute may be called many times.

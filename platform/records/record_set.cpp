@@ -412,6 +412,10 @@ CDBValue CRecordSetBase::GetFieldValue(int index) const {
   return fields_.at(static_cast<size_t>(index))->Raw();
 }
 
+CDBValue CRecordSetBase::GetParameterValue(int index) const {
+  return ParameterValue(*fields_.at(static_cast<size_t>(index)));
+}
+
 void CRecordSetBase::SetFieldValue(int index, const CDBValue& value) {
   if (std::holds_alternative<std::monostate>(value)) {
     SetFieldNull(index, true);

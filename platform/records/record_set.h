@@ -85,6 +85,10 @@ class CRecordSetBase {
   // Assigns the member from any value (converted to the member's type) and marks the column
   // as set; monostate sets it NULL. Throws tarvo::CException (kInput) when a text is no number.
   void SetFieldValue(int index, const CDBValue& value);
+  // The value Update would send for the column now (NULL aware, converted to the column's type):
+  // what a batch of rows (CRecordBatch) sends in its place. Throws tarvo::CException (kInput)
+  // like Update when the member holds text its column cannot take.
+  CDBValue GetParameterValue(int index) const;
 
   const CString& GetTableName() const { return table_; }
   CDatabase* GetDatabase() const { return db_; }

@@ -206,6 +206,22 @@ TEST(Init, RootDirReceivesTheSampleDriverFilesNamedInTheTableWithPathsRelativeTo
   }
 }
 
+// The generated company comes on top of the demo data; a size that is no positive number is a
+// usage error.
+TEST(Init, GenerateAddsACompanyOfThatManyArticlesWithCustomersAndOrders) {
+  TempDir dir;
+  std::string db = dir.File("company.db");
+  ProcessResult r = Host({"init", "--db", db, "--demo", "--generate", "200"});
+  ASSERT_EQ(r.exit_code, 0) << r.err;
+  EXPECT_EQ(CountRows(db, "SELECT COUNT(*) FROM ARTICOLO WHERE ID LIKE 'G%'"), 200);
+  EXPECT_EQ(CountRows(db, "SELECT COUNT(*) FROM DOCUMENTO WHERE ID_CAUSALE = 15 AND CLI_FAT_RAGIONESOCIALE LIKE "
+                          "'Cliente %'"),
+            40);
+  EXPECT_GT(CountRows(db, "SELECT COUNT(*) FROM ARTICOLO WHERE ID NOT LIKE 'G%'"), 0);
+  EXPECT_TRUE(Contains(r.out + r.err, "generated 200 articles, 20 customers, 40 orders"));
+  EXPECT_EQ(Host({"init", "--db", dir.File("other.db"), "--generate", "0"}).exit_code, 64);
+}
+
 TEST(List, AFileWithoutTheProcedureTableFails) {
   TempDir dir;
   Execute(dir.File("empty.db"), "CREATE TABLE X (Y INTEGER)");
