@@ -72,7 +72,10 @@ const std::vector<ProcedureEntry>& UnnumberedProcedures() {
   static const std::vector<ProcedureEntry> table = {
       {0, "CTarvoImportSolvarArticoliSenzaClassificazione", "Importazione articoli Solvar senza classificazione",
        Make<CTarvoImportSolvarArticoliSenzaClassificazione>},
+      {0, "CTarvoImportSolvarClassificazioneArticoli", "Importazione classificazione articoli Solvar (codici a tre caratteri)",
        Make<CTarvoImportSolvarClassificazioneArticoli>},
+      {0, "CTarvoFtpUpload", "Pubblicazione foto articoli via FTP", Make<CTarvoFtpUpload>},
+      {0, "CTarvoFtpDownload", "Scaricamento foto articoli via FTP", Make<CTarvoFtpDownload>},
   };
   return table;
 }

@@ -87,6 +87,8 @@ CString SqliteConnectionString(const CString& path, bool newFile) {
 // each execution sends only its parameters (psqlODBC's default today, stated so that an older
 // driver or a DSN setting does not turn it off). Without statement savepoints ("Protocol=7.4-0",
 // the driver does nothing on an error) only for callers that asked (SetStatementSavepoints).
+// No communication log: Debian registers the driver with "CommLog=1", which leaves a file per
+// connection in /tmp with the session's traffic in it.
 CString PostgresConnectionString(const CString& conn, bool statementSavepoints) {
   const CString lower = ToLower(conn);
   if (lower.find("driver={postgresql") == CString::npos) return conn;
@@ -94,6 +96,7 @@ CString PostgresConnectionString(const CString& conn, bool statementSavepoints) 
   if (!options.empty() && options.back() != ';') options += ";";
   if (lower.find("useserversideprepare=") == CString::npos) options += "UseServerSidePrepare=1;";
   if (!statementSavepoints && lower.find("protocol=") == CString::npos) options += "Protocol=7.4-0;";
+  if (lower.find("commlog=") == CString::npos) options += "CommLog=0;";
   return options;
 }
 
