@@ -344,7 +344,7 @@ INSERT INTO LOG_MAGAZZINO (ID, ID_ARTICOLO, ID_DEPOSITO, DATA, QUANTITA, DESCRIZ
 COMMIT;
 
 -- Solvar customer import: a postal zone stored in capitals, as the partner's files spell it
-INSERT INTO ZONA_POSTALE (ID, CAP, NOMEZONAPOSTALE, SIGLAPROVINCIA, CODICEISTAT, CODICECATASTALE) VALUES (12, '37045', 'LEGNAGO', 'VR', '023044', 'E512');
+INSERT INTO ZONA_POSTALE (ID, CAP, NOMEZONAPOSTALE, SIGLAPROVINCIA, CODICEISTAT, CODICECATASTALE) VALUES (13, '37045', 'LEGNAGO', 'VR', '023044', 'E512');
 -- Order cycle of the demo agent (Giulia Ferrari, agent 3) between her laptop, the web database
 -- and the company. A bakery she signed up in Lecco (customer 9, two branches, a postal zone of
 -- its own); orders series 'AG' in state 1 (entered, to be sent), 2 (sent to the web database)

@@ -45,7 +45,7 @@ TEST(OrderFileFields, LocalityTaxIdentifierAndNotes) {
 class PellorOrderExport : public PellorDemoCompany {
  protected:
   std::vector<std::string> States() {
-    return Column("SELECT " + Concat("NUMERO", "ID_STATO_ORDINE") + " FROM DOCUMENTO WHERE ID_CAUSALE = 15 ORDER BY NUMERO");
+    return Column("SELECT " + Concat("NUMERO", "ID_STATO_ORDINE") + " FROM DOCUMENTO WHERE ID_CAUSALE = 15 AND SERIE = 'A' ORDER BY NUMERO");
   }
   static std::string Concat(const char* a, const char* b) {
     return "CAST(" + std::string(a) + " AS VARCHAR(10)) || ':' || CAST(" + b + " AS VARCHAR(10))";

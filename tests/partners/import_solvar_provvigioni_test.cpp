@@ -23,11 +23,11 @@ class SolvarCommissionImport : public SolvarImport {
   }
 };
 
-// Demo schedule: five entries, the first "PROVVIGIONE FATTURA n° 1 DEL 2026".
+// Demo schedule: seven entries, the first "PROVVIGIONE FATTURA n° 1 DEL 2026".
 TEST_P(SolvarCommissionImport, RecordsOneEntryPerInvoiceAndALoadTwiceUpdatesTheSameEntries) {
   for (int run = 0; run < 2; ++run) {
     ASSERT_EQ(RunOn(Data("provvigioni")), 1);
-    EXPECT_EQ(Count("SCADENZARIO"), 7);
+    EXPECT_EQ(Count("SCADENZARIO"), 9);
   }
   auto entry = [&](const char* description, const char* columns) {
     return Cell(std::string("SELECT ") + columns + " FROM SCADENZARIO WHERE DESCRIZIONE = '" + W(description) + "'");
@@ -59,7 +59,7 @@ TEST_P(SolvarCommissionImport, AFailureRollsTheWholeFileBack) {
   WriteFileBytes(copy.File("provv.txt"), bytes);
   EXPECT_EQ(RunOn(copy.Path()), 0);
   EXPECT_TRUE(Logged("Importazione dati fallita."));
-  EXPECT_EQ(Count("SCADENZARIO"), 5);
+  EXPECT_EQ(Count("SCADENZARIO"), 7);
   EXPECT_EQ(Cell("SELECT IMPORTO FROM SCADENZARIO WHERE ID = 1"), "8.71");
 
   TempDir empty;
