@@ -2,6 +2,8 @@
 
 #include <xercesc/dom/DOM.hpp>
 #include <xercesc/parsers/XercesDOMParser.hpp>
+#include <xercesc/sax/SAXParseException.hpp>
+#include <xercesc/util/OutOfMemoryException.hpp>
 
 #include <cerrno>
 #include <memory>
@@ -174,13 +176,12 @@ bool CTarvoHttpPhotoTransfer::FetchToFile(const CString& url, const CString& pat
 
 bool CTarvoHttpPhotoTransfer::ParseHttpFilesList(const CString& listPath,
                                                  const std::function<void(const CListedFile&)>& take) {
-  auto parser = std::make_unique<xercesc::XercesDOMParser>();
+  // The list comes from a server: no entity, DTD or schema it names is fetched, and expansion and
+  // nesting are bounded.
+  auto parser = std::make_unique<tarvo::xml::SafeDOMParser>();
   auto reporter = std::make_unique<DOMTreeErrorReporter>(m_bVerbose, [this](const CString& text) { Log(text, TMS_ERROR); });
   parser->setErrorHandler(reporter.get());
-  parser->setValidationScheme(xercesc::XercesDOMParser::Val_Auto);
-  parser->setDoNamespaces(true);
-  parser->setDoSchema(true);
-  parser->setValidationSchemaFullChecking(true);
+  parser->PrepareForDrivers();
   try {
     parser->parse(XStr(tarvo::NativePath(listPath)).c_str());
     if (parser->getErrorCount() > 0) return false;
@@ -199,6 +200,12 @@ bool CTarvoHttpPhotoTransfer::ParseHttpFilesList(const CString& listPath,
     return false;
   } catch (const xercesc::DOMException& e) {
     Log("Errore durante la lettura del driver\n   Dettagli: " + tarvo::xml::MessageOf(e), TMS_NONE);
+    return false;
+  } catch (const xercesc::SAXParseException& e) {
+    reporter->fatalError(e);  // nested too deep: reported like the parser's own errors
+    return false;
+  } catch (const xercesc::OutOfMemoryException&) {
+    Log("Errore durante la lettura del driver\n   Dettagli: memoria esaurita", TMS_NONE);
     return false;
   }
   return true;

@@ -242,6 +242,13 @@ TEST_F(HttpPhotos, ListRequestThatFailsEndsTheRunWithResultZero) {
       {"not well-formed", [&] { server.SetListReply("<files><file name=\"a.jpg\"></files>", "text/xml"); },
        {" -- Content-type: text/xml", " - Download della lista dei file disponibili sul terminata ",
         " - Lettura della lista dei file disponibili sul server ... ", HasSubstr("list.xml, riga 1")}},
+      {"entity expansion without end", [&] {
+         server.SetListReply(R"(<!DOCTYPE files [<!ENTITY a "aaaaaaaaaa"><!ENTITY b "&a;&a;&a;&a;&a;&a;&a;&a;&a;&a;"><!ENTITY c "&b;&b;&b;&b;&b;&b;&b;&b;&b;&b;"><!ENTITY d "&c;&c;&c;&c;&c;&c;&c;&c;&c;&c;"><!ENTITY e "&d;&d;&d;&d;&d;&d;&d;&d;&d;&d;"><!ENTITY f "&e;&e;&e;&e;&e;&e;&e;&e;&e;&e;"><!ENTITY g "&f;&f;&f;&f;&f;&f;&f;&f;&f;&f;"><!ENTITY h "&g;&g;&g;&g;&g;&g;&g;&g;&g;&g;">]><files><file name="&h;"/></files>)",
+                             "text/xml");
+       },
+       {" -- Content-type: text/xml", " - Download della lista dei file disponibili sul terminata ",
+        " - Lettura della lista dei file disponibili sul server ... ", HasSubstr("list.xml, riga 1"),
+        HasSubstr("more than '10000' entity expansions")}},
       {"status 500", [&] { server.FailPhotoRequestsWith(500); },
        {" -- Content-type: text/html", "- ERRORE 500 - il server ha risposto con lo stato HTTP 500", failed}},
   };
