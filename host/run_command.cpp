@@ -172,8 +172,12 @@ int RunOnWorker(CTarvoImport& procedure, CWnd& window, CEvent& stop, Console& co
         console.Error("the procedure failed on a database error: " + tarvo::Cp1252ToUtf8(e.m_strError));
         result = 0;
       } catch (const std::exception& e) {
+        // It had started: a failed run, not one that could not start.
         console.Error(std::string("the procedure failed unexpectedly: ") + tarvo::Cp1252ToUtf8(e.what()));
-        result = -1;
+        result = 0;
+      } catch (...) {
+        console.Error("the procedure failed unexpectedly");
+        result = 0;
       }
       CWnd::PostMessage(&window, WM_HOST_WORKER_DONE, 0, 0);
     });

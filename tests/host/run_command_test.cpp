@@ -142,9 +142,9 @@ INSTANTIATE_TEST_SUITE_P(
         OutputCase{"no colour on a pipe", false, true, {{"- Errore", TMS_ERROR}}, "", "[errore] - Errore\n",
                    "- Errore\n"}));
 
-TEST(RunResult, AProcedureThatThrowsCountsAsNotStartedButADatabaseErrorAsAFailedRun) {
+TEST(RunResult, AnExceptionOrADatabaseErrorLeavingTheProcedureIsAFailedRun) {
   Session s;
-  EXPECT_EQ(s.Run([](ScriptedProcedure&) -> int { throw std::runtime_error("guasto"); }), -1);
+  EXPECT_EQ(s.Run([](ScriptedProcedure&) -> int { throw std::runtime_error("guasto"); }), 0);
   EXPECT_TRUE(Contains(s.Err(), "guasto"));
   EXPECT_EQ(s.Run([](ScriptedProcedure&) -> int { throw CDBException(-1, "23505", 7, W("chiave già presente")); }), 0);
   EXPECT_TRUE(Contains(s.Err(), "database error: chiave già presente")) << s.Err();
