@@ -21,7 +21,7 @@ run() {  # run BUILD_DIR [cmake options...]
 run build
 if [ "${TARVO_SKIP_SANITIZERS:-0}" != 1 ]; then
   # -O1 with line tables only: the sanitizers find the same faults and the build takes far less time.
-  UBSAN_OPTIONS=print_stacktrace=1 run build-asan -DTARVO_SANITIZE=ON \
+  UBSAN_OPTIONS=print_stacktrace=1 LSAN_OPTIONS=suppressions=$PWD/fuzz/lsan.supp run build-asan -DTARVO_SANITIZE=ON \
     -DCMAKE_CXX_FLAGS_RELWITHDEBINFO="-O1 -g1 -DNDEBUG" -DCMAKE_C_FLAGS_RELWITHDEBINFO="-O1 -g1 -DNDEBUG"
 fi
 if [ "${TARVO_SKIP_FUZZ:-0}" != 1 ]; then

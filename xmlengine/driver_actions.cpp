@@ -231,6 +231,8 @@ bool CTarvoExchangeXML::Process_driverfile_HttpUpload(const CString& server, con
     http->SetWriteFunction(ResponseCallback, this);  // the reply goes to the log; a stop aborts it
     http->Perform();
   } catch (const tarvo::CNetException& e) {
+    // Stopped between two pieces of the reply: the reply callback has not said so yet.
+    if (e.Code() == tarvo::kTransferStopped) CtrlEventStop();
     return fail({"- ERRORE CURL: " + e.GetErrorMessage(), failed});
   }
   long status = http->GetResponseCode();
