@@ -9,6 +9,7 @@
 #include "framework/exchange_factory.h"
 #include "host/console.h"
 #include "host/init_command.h"
+#include "host/inspect_command.h"
 #include "host/run_command.h"
 
 namespace {
@@ -146,6 +147,14 @@ int HostMain(int argc, char** argv) {
   CLI::App* list = app.add_subcommand("list", "show the procedure table: number, type, description");
   list->add_option("--db", list_db, "database: an ODBC connection string or a SQLite file")->required();
 
+  InspectOptions inspect_options;
+  CLI::App* inspect = app.add_subcommand(
+      "inspect", "show a partner file record by record as named fields and flag what does not fit its layout");
+  inspect->add_option("FILE", inspect_options.file, "the file")->required();
+  inspect->add_option("--layout", inspect_options.layout, "layout name (default: chosen by the file name)");
+  inspect->footer("Exit codes: 0 nothing flagged, 1 something flagged, 2 the file cannot be read, 64 unknown layout\n"
+                  "(the layouts are listed).");
+
   RunOptions run_options;
   auto run = std::make_shared<ConfigurableCommand>("run a procedure by number (or by class name)", "run");
   app.add_subcommand(run);
@@ -166,5 +175,6 @@ int HostMain(int argc, char** argv) {
 
   if (*init) return InitCommand(init_options, console);
   if (*list) return ListCommand(list_db, console);
+  if (*inspect) return InspectCommand(inspect_options, console);
   return RunCommand(run_options, console);
 }

@@ -84,6 +84,13 @@ void Console::Note(const std::string& utf8) {
   std::fflush(s_.out);
 }
 
+void Console::Print(const std::string& utf8) {
+  std::lock_guard lock(mutex_);
+  EndProgressLocked();
+  std::fprintf(s_.out, "%s\n", utf8.c_str());
+  std::fflush(s_.out);
+}
+
 void Console::Error(const std::string& utf8) {
   std::lock_guard lock(mutex_);
   EndProgressLocked();

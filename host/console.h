@@ -33,6 +33,8 @@ class Console {
   // The host's own words (UTF-8): a note on stdout, an error on stderr.
   void Note(const std::string& utf8);
   void Error(const std::string& utf8);
+  // A line of a command's own output (UTF-8) on stdout, as it stands.
+  void Print(const std::string& utf8);
   // Shows `prompt` (UTF-8) and reads one answer line; nullopt at end of input or on an error.
   std::optional<std::string> Ask(const std::string& prompt);
 

@@ -8,6 +8,7 @@
 
 #include <type_traits>
 
+#include "dbexchange/record_transfer.h"
 #include "platform/errors.h"
 #include "platform/files.h"
 
@@ -147,12 +148,42 @@ CString FormatField(const CFieldSpec& f, const CString& value) {
       return TextToLong(value) != 0 ? "S" : "N";
     case EFieldFormat::kDate: {
       std::optional<CDBTimestamp> d = CDBTimestamp::Parse(value);
+      if (!d && value == CDBTimestamp{}.ToString()) d = CDBTimestamp{};  // a null date read by a record
       return d ? FormatDate(*d) : CString(static_cast<size_t>(f.width), ' ');
+    }
+    case EFieldFormat::kImplied: {
+      CString text = FormatWithPattern(StrFormat("%%0#%d.%df", f.width + 1, f.precision).c_str(), TextToDouble(value));
+      ReplaceAll(text, ".", "");
+      return text;
+    }
+    case EFieldFormat::kDigits: {
+      const int digits = f.width - f.precision;
+      return StrFormat("%.*ld", digits, TextToLong(value)) + CString(static_cast<size_t>(f.precision), '0');
+    }
+    case EFieldFormat::kDate8:
+    case EFieldFormat::kTimestamp: {
+      std::optional<CDBTimestamp> d = CDBTimestamp::Parse(value);
+      if (!d) return CString(static_cast<size_t>(f.width), ' ');
+      return f.format == EFieldFormat::kDate8
+                 ? StrFormat("%02d%02d%04d", d->day, d->month, d->year)
+                 : StrFormat("%04d%02d%02d%02d%02d%02d", d->year, d->month, d->day, d->hour, d->minute, d->second);
     }
     case EFieldFormat::kFiller:
       return CString(static_cast<size_t>(f.width), ' ');
   }
   throw CException(ErrorKind::kInternal, StrFormat("Formato sconosciuto per il campo %s", f.name));
+}
+
+int RecordLength(const CRecordLayout& layout) {
+  int end = 0;
+  for (const CFieldSpec& f : layout) end = std::max(end, f.offset + f.width);
+  return end;
+}
+
+CRecordLayout JoinLayouts(const CRecordLayout& first, const CRecordLayout& rest) {
+  CRecordLayout joined = first;
+  joined.insert(joined.end(), rest.begin(), rest.end());
+  return joined;
 }
 
 size_t ValueCount(const CRecordLayout& layout) {
@@ -172,6 +203,16 @@ const CFieldSpec& FieldOf(const CRecordLayout& layout, const char* name) {
   for (const CFieldSpec& f : layout)
     if (std::string_view(f.name) == name) return f;
   throw CException(ErrorKind::kInternal, StrFormat("Tracciato senza il campo %s", name));
+}
+
+std::vector<CString> RecordValues(const CRecordSetBase& record, const CRecordLayout& layout) {
+  std::vector<CString> values;
+  for (const char* column : ValueNames(layout)) {
+    int index = record.FindField(column);
+    if (index < 0) throw CException(ErrorKind::kInternal, StrFormat("Colonna %s assente", column));
+    values.push_back(exchange::FieldText(record, index));
+  }
+  return values;
 }
 
 CString FormatRecord(const CRecordLayout& layout, const std::vector<CString>& values) {

@@ -19,6 +19,8 @@
 #include "platform/stdio_file.h"
 #include "platform/text.h"
 
+class CRecordSetBase;
+
 namespace tarvo::partner {
 
 enum class EFieldFormat {
@@ -26,7 +28,14 @@ enum class EFieldFormat {
   kDecimal,    // the value read as a number, printf "%[+]0<width>.<precision>f", '.' -> decimal
   kInteger,    // the value read as a whole number, printf "%0<width>d"
   kFlag,       // "S" when the value read as a whole number is non-zero, else "N"
-  kDate,       // a "YYYY-MM-DD[ hh:mm:ss]" value as DDMMYY (blanks when it is no date)
+  kDate,       // a "YYYY-MM-DD[ hh:mm:ss]" value as DDMMYY (blanks when it is no date; a record's
+               // null date, all zeros, as "000000")
+  kImplied,    // the value read as a number, printf "%0#<width + 1>.<precision>f" with the point
+               // removed: implied decimals ("12.5" in width 9, precision 2: "000001250")
+  kDigits,     // the value read as a whole number, printf "%0<d>.<d>d" (d = width - precision)
+               // followed by `precision` zeros ("%07.7d00")
+  kDate8,      // DDMMYYYY (read only)
+  kTimestamp,  // YYYYMMDDhhmmss (read only)
   kFiller,     // width blanks; takes no value
 };
 
@@ -47,12 +56,23 @@ struct CFieldSpec {
 
 using CRecordLayout = std::vector<CFieldSpec>;
 
+// Where the record ends when every field fits its width: the end of the field that ends last.
+int RecordLength(const CRecordLayout& layout);
+// The layout of `first` followed by the fields of `rest` (record layouts built from blocks that
+// several files share; offsets are absolute, so the blocks must not overlap).
+CRecordLayout JoinLayouts(const CRecordLayout& first, const CRecordLayout& rest);
+
 // Number of values a layout takes (its fields minus the fillers).
 size_t ValueCount(const CRecordLayout& layout);
 // The names of the fields that take a value, in layout order (the columns a writer reads).
 std::vector<const char*> ValueNames(const CRecordLayout& layout);
 // The field of that name. Throws tarvo::CException (internal) when the layout has none.
 const CFieldSpec& FieldOf(const CRecordLayout& layout, const char* name);
+
+// The values of the current row of `record` for the fields of `layout` that take one, each read
+// from the column of the field's name as text (NULL: empty; numbers as the record holds them).
+// Throws tarvo::CException (internal) when the record has no such column.
+std::vector<CString> RecordValues(const CRecordSetBase& record, const CRecordLayout& layout);
 
 // One field written from its value as the layout says.
 CString FormatField(const CFieldSpec& field, const CString& value);

@@ -33,6 +33,13 @@ CString OneLine(const CString& text) {
   return line;
 }
 
+CString BlankLineBreaks(const CString& text) {
+  CString line = text;
+  for (char& c : line)
+    if (c == '\r' || c == '\n') c = ' ';
+  return line;
+}
+
 CContacts ReadContacts(CDatabase* db, long customerBranch) {
   CContacts contacts;
   CRecapitoCompletoSet set(db);
@@ -69,6 +76,71 @@ COrderTerms ReadOrderTerms(CDatabase* db, const CDocumentoSet& order) {
   OpenById(carriage, order.m_ID_PORTO_MERCI);
   if (!carriage.IsEOF()) terms.carriage = carriage.m_DESCRIZIONE;
   return terms;
+}
+
+std::vector<long> ConfirmedOrderIds(CDatabase* db) {
+  std::vector<long> ids;
+  CDocumentoSet orders(db);
+  orders.m_strFilter = "( CLI_FAT_ID IS NOT NULL ) AND ID_STATO_ORDINE = 5";
+  orders.m_strSort = "ID";
+  for (orders.Open(); !orders.IsEOF(); orders.MoveNext()) ids.push_back(orders.m_ID);
+  return ids;
+}
+
+bool OpenConfirmedOrder(CDocumentoSet& order, long id) {
+  order.m_strFilter = StrFormat("ID = %ld AND ID_STATO_ORDINE = 5", id);
+  order.Open();
+  return !order.IsEOF();
+}
+
+using EF = EFieldFormat;
+
+const CRecordLayout& CustomerBlockLayout() {
+  static const CRecordLayout layout = {
+      {"RAGIONESOCIALE", 0, 80}, {"INDIRIZZO", 80, 30},  {"LOCALITA", 110, 25},      {"CAP", 135, 5},
+      {"PROVINCIA", 140, 2},     {"PARTITAIVA", 142, 11}, {"CODICEFISCALE", 153, 16},
+  };
+  return layout;
+}
+
+const CRecordLayout& OrderTermsBlockLayout() {
+  static const CRecordLayout layout = {
+      {"TELEFONO_1", 259, 20},
+      {"TELEFONO_2", 279, 15},
+      {"TELEFONO_3", 294, 15},
+      {"TELEFONO_4", 309, 15},
+      {"EMAIL", 324, 30},
+      {"ORDINE", 354, 6, EF::kDigits},
+      {"DATA_DOCUMENTO", 360, 6, EF::kDate},
+      {"NOTE", 366, 80},
+      {"DATA_CONSEGNA", 446, 6, EF::kDate},
+      {"SCONTO", 452, 5, EF::kImplied, 2},
+      {"CAB", 457, 10},
+      {"ABI", 467, 10},
+      {"BANCA", 477, 200},
+      {"PAGAMENTO", 677, 150},
+      {"TRASPORTO", 827, 150},
+      {"PORTO", 977, 150},
+  };
+  return layout;
+}
+
+std::vector<CString> CustomerBlockValues(const CDocumentoSet& order) {
+  const CLocality locality = SplitLocality(order.m_CLI_FAT_LOCALITA);
+  const CTaxFields tax = SplitTaxIdentifier(order.m_CLI_FAT_PARTITAIVA);
+  return {order.m_CLI_FAT_RAGIONESOCIALE, order.m_CLI_FAT_INDIRIZZO, locality.place, locality.postalCode,
+          locality.province, tax.vatNumber, tax.taxCode};
+}
+
+std::vector<CString> OrderTermsValues(CDatabase* db, const CDocumentoSet& order, long orderNumber,
+                                      const CString& notes) {
+  CContacts contacts = ReadContacts(db, order.m_CLI_FAT_SEDE_ID);
+  contacts.telephones.resize(4);
+  const COrderTerms terms = ReadOrderTerms(db, order);
+  return {contacts.telephones[0], contacts.telephones[1], contacts.telephones[2], contacts.telephones[3],
+          contacts.email, StrFormat("%ld", orderNumber), order.m_DATA_DOCUMENTO.ToString(), notes,
+          order.m_DATA_CONSEGNA.ToString(), order.m_SCONTO, terms.bankCab, terms.bankAbi, terms.bank,
+          terms.payment, terms.transport, terms.carriage};
 }
 
 }  // namespace tarvo::partner

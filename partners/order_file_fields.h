@@ -9,6 +9,7 @@
 
 #include <vector>
 
+#include "partners/fixed_width.h"
 #include "platform/odbc.h"
 #include "platform/text.h"
 
@@ -37,6 +38,8 @@ CTaxFields SplitTaxIdentifier(const CString& identifier);
 
 // Notes on one line: carriage returns removed, line feeds turned into blanks.
 CString OneLine(const CString& text);
+// The same text with every carriage return and line feed turned into a blank (length kept).
+CString BlankLineBreaks(const CString& text);
 
 // The contacts of a customer branch: the first four whose type name contains "TEL" (in the
 // view's order; fewer when there are fewer) and the first whose type name contains "MAIL"
@@ -57,5 +60,33 @@ struct COrderTerms {
   CString carriage;
 };
 COrderTerms ReadOrderTerms(CDatabase* db, const CDocumentoSet& order);
+
+// The orders a partner order export sends: an invoicing customer and order state 5, in key
+// order. Throws CDBException.
+std::vector<long> ConfirmedOrderIds(CDatabase* db);
+// Positions `order` on the order `id` while it is still in state 5 (false when it no longer is),
+// read again in the transaction that writes its file. Throws CDBException.
+bool OpenConfirmedOrder(CDocumentoSet& order, long id);
+
+// The blocks that the header records of the order files share, with their offsets in the record.
+// Both partners' order headers begin with the customer block and carry the terms block at 259,
+// after 90 characters of their own; the header of Solvar's invoices (".FAT") and order states
+// (".tra") begins with the customer block too.
+//
+// Customer block, 0 to 169 (the AZIENDA and postal-zone columns a reader fills): RAGIONESOCIALE
+// (80), INDIRIZZO (30), LOCALITA (25), CAP (5), PROVINCIA (2), PARTITAIVA (11), CODICEFISCALE (16).
+const CRecordLayout& CustomerBlockLayout();
+// Terms block, 259 to 1127: TELEFONO_1 (20), TELEFONO_2 to TELEFONO_4 (15), EMAIL (30), ORDINE
+// (6 digits), DATA_DOCUMENTO (DDMMYY), NOTE (80), DATA_CONSEGNA (DDMMYY), SCONTO (5, two implied
+// decimals), CAB (10), ABI (10), BANCA (200), PAGAMENTO (150), TRASPORTO (150), PORTO (150).
+const CRecordLayout& OrderTermsBlockLayout();
+
+// The customer block's values for `order`: its locality line split, its tax identifier in the
+// two tax fields.
+std::vector<CString> CustomerBlockValues(const CDocumentoSet& order);
+// The terms block's values for `order`, with `orderNumber` at 354 and `notes` at 366; contacts
+// from the order's customer branch, texts behind its references. Throws CDBException.
+std::vector<CString> OrderTermsValues(CDatabase* db, const CDocumentoSet& order, long orderNumber,
+                                      const CString& notes);
 
 }  // namespace tarvo::partner

@@ -5,6 +5,7 @@
 
 #include "partners/fixed_width.h"
 #include "partners/order_file_fields.h"
+#include "partners/pellor/pellor_files.h"
 #include "platform/files.h"
 #include "platform/host_ui.h"
 #include "platform/records/documento_set.h"
@@ -15,8 +16,6 @@ using namespace tarvo;
 using namespace tarvo::partner;
 
 namespace {
-
-CString Ddmmyy(const CDBTimestamp& date) { return StrFormat("%02d%02d%02d", date.day, date.month, date.year % 100); }
 
 CString WithoutPoints(CString text) {
   ReplaceAll(text, ".", "");
@@ -35,22 +34,10 @@ CTarvoExportPellorOrdini::CTarvoExportPellorOrdini()
 
 CString CTarvoExportPellorOrdini::CreaIntestazioneOrdine(const CDocumentoSet& order) {
   try {
-    CLocality locality = SplitLocality(order.m_CLI_FAT_LOCALITA);
-    CTaxFields tax = SplitTaxIdentifier(order.m_CLI_FAT_PARTITAIVA);
-    CContacts contacts = ReadContacts(m_pOutDatabase, order.m_CLI_FAT_SEDE_ID);
-    contacts.telephones.resize(4);
-    COrderTerms terms = ReadOrderTerms(m_pOutDatabase, order);
-    CString line = FitText(order.m_CLI_FAT_RAGIONESOCIALE, 80) + FitText(order.m_CLI_FAT_INDIRIZZO, 30) +
-                   FitText(locality.place, 25) + FitText(locality.postalCode, 5) + FitText(locality.province, 2) +
-                   FitText(tax.vatNumber, 11) + FitText(tax.taxCode, 16) + FitText(OneLine(order.m_DESTINAZIONE), 90) +
-                   FitText(contacts.telephones[0], 20) + FitText(contacts.telephones[1], 15) +
-                   FitText(contacts.telephones[2], 15) + FitText(contacts.telephones[3], 15) +
-                   FitText(contacts.email, 30) + StrFormat("%.6ld", order.m_NUMERO) +
-                   Ddmmyy(order.m_DATA_DOCUMENTO) + FitText(order.m_NOTE, 80) + Ddmmyy(order.m_DATA_CONSEGNA) +
-                   WithoutPoints(FormatWithPattern("%0#6.2f", TextToDouble(order.m_SCONTO))) +
-                   FitText(terms.bankCab, 10) + FitText(terms.bankAbi, 10) + FitText(terms.bank, 200) +
-                   FitText(terms.payment, 150) + FitText(terms.transport, 150) + FitText(terms.carriage, 150);
-    return line + "\r\n";
+    std::vector<CString> values = CustomerBlockValues(order);
+    values.push_back(OneLine(order.m_DESTINAZIONE));
+    for (CString& v : OrderTermsValues(m_pOutDatabase, order, order.m_NUMERO, order.m_NOTE)) values.push_back(std::move(v));
+    return FormatRecord(pellor::OrdineTestataLayout(), values) + "\r\n";
   } catch (const CDBException& e) {
     Log("ERRORE database " + e.m_strError, TMS_NONE);
     return CString();
@@ -60,13 +47,13 @@ CString CTarvoExportPellorOrdini::CreaIntestazioneOrdine(const CDocumentoSet& or
 CString CTarvoExportPellorOrdini::CreaRigaOrdine(const CVociDocumentoSet& row) {
   const int k = static_cast<int>(TextToLong(row.m_QUANTITA));
   const int n = static_cast<int>(row.m_COLLI);
-  CString numbers = StrFormat("%.7d00%.7d00%.7d000", n, k, k * n) +
-                    FormatWithPattern("%0#15.5f", TextToDouble(row.m_PREZZO)) +
-                    FormatWithPattern("%0#6.2f", TextToDouble(row.m_SCONTO_1)) +
-                    FormatWithPattern("%0#6.2f", TextToDouble(row.m_SCONTO_2)) + StrFormat("%.9d000", k * n);
-  char marker = !row.m_MARCATORE.empty() && row.m_MARCATORE[0] == '*' ? '*' : ' ';
+  const CString kn = StrFormat("%d", k * n);
+  const CString marker = !row.m_MARCATORE.empty() && row.m_MARCATORE[0] == '*' ? "*" : " ";
   // Every point goes, one inside the article code too.
-  return WithoutPoints(StrFormat("%13.13s", row.m_ID_ARTICOLO.c_str()) + numbers + marker + "\r\n");
+  return WithoutPoints(FormatRecord(pellor::OrdineRigaLayout(), {row.m_ID_ARTICOLO, StrFormat("%d", n), StrFormat("%d", k),
+                                                                 kn, row.m_PREZZO, row.m_SCONTO_1, row.m_SCONTO_2, kn,
+                                                                 marker})) +
+         "\r\n";
 }
 
 CTarvoExportPellorOrdini::EOrderEnd CTarvoExportPellorOrdini::AskNextOrder(const CString& prefix,
@@ -161,14 +148,9 @@ int CTarvoExportPellorOrdini::Run() {
   Log("Avvio esportazione ordini...", TMS_NONE);
   int result = 1;
   try {
-    // The orders are listed once; each is then read again and written in its own transaction.
-    std::vector<long> ids;
-    {
-      CDocumentoSet orders(m_pOutDatabase);
-      orders.m_strFilter = "( CLI_FAT_ID IS NOT NULL ) AND ID_STATO_ORDINE = 5";
-      orders.m_strSort = "ID";
-      for (orders.Open(); !orders.IsEOF(); orders.MoveNext()) ids.push_back(orders.m_ID);
-    }
+    // The orders are listed once; each is then read again and written in its own transaction,
+    // so that a state change never moves the list under the loop.
+    const std::vector<long> ids = ConfirmedOrderIds(m_pOutDatabase);
     for (long id : ids) {
       if (m_pEventStop && m_pEventStop->IsSet()) {
         Log("Operazione interrotta dall'utente.", TMS_ERROR);
@@ -177,9 +159,7 @@ int CTarvoExportPellorOrdini::Run() {
       }
       m_pOutDatabase->BeginTrans();
       CDocumentoSet order(m_pOutDatabase);
-      order.m_strFilter = StrFormat("ID = %ld AND ID_STATO_ORDINE = 5", id);
-      order.Open();
-      EOrderEnd end = order.IsEOF() ? EOrderEnd::kNext : ExportOrdine(order);
+      EOrderEnd end = OpenConfirmedOrder(order, id) ? ExportOrdine(order) : EOrderEnd::kNext;
       if (m_pOutDatabase->InTransaction()) m_pOutDatabase->Rollback();
       if (end == EOrderEnd::kAbort) {
         result = 0;

@@ -27,6 +27,12 @@ std::time_t LocalTimeStamp(const CString& text) {
   return std::mktime(&tm);
 }
 
+// A field of a photo list record as it stands.
+CString FotoText(const partner::CFixedWidthLine& line, const char* name) {
+  const partner::CFieldSpec& f = partner::FieldOf(FotoInfoLayout(), name);
+  return line.Raw(f.offset, f.width);
+}
+
 CString ErrorText(const CString& reason) { return reason.empty() ? CString("sconosciuto!") : TrimRight(reason); }
 
 }  // namespace
@@ -76,9 +82,9 @@ bool CTarvoImportPellorArticoli::GetFotoInfoFromFile() {
       if (!file.Next(record)) break;
       partner::CFixedWidthLine line(TrimRight(record.Line()));
       CFotoInfo info;
-      info.modified = LocalTimeStamp(line.Raw(kFotoData.offset, kFotoData.width));
-      info.size = std::atoll(line.Raw(kFotoDimensione.offset, kFotoDimensione.width).c_str());
-      m_mapFotoInfo[line.Raw(kFotoCodice.offset, kFotoCodice.width)] = info;
+      info.modified = LocalTimeStamp(FotoText(line, "data"));
+      info.size = std::atoll(FotoText(line, "dimensione").c_str());
+      m_mapFotoInfo[FotoText(line, "codice")] = info;
     }
   } catch (const CFileException& e) {
     Log("ERRORE file: " + e.GetErrorMessage(), TMS_NONE);

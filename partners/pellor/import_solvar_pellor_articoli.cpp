@@ -14,6 +14,7 @@ using namespace tarvo;
 using namespace tarvo::pellor;
 using partner::CFixedLengthReader;
 using partner::CFixedWidthLine;
+using partner::FieldOf;
 
 namespace {
 
@@ -78,11 +79,11 @@ bool CTarvoImportSolvarPellorArticoli::GetCategorieFromFile() {
     CFixedLengthReader file(InFile(kFileSettori), kSettoriRecord);
     CFixedWidthLine record("");
     while (file.Next(record)) {
-      long number = record.Integer(kSetNumero);
+      long number = record.Integer(FieldOf(SettoriLayout(), "numero"));
       if (number < 0) continue;
-      CString name = record.Text(kSetNome);
+      CString name = record.Text(FieldOf(SettoriLayout(), "nome"));
       if (name.empty()) name = StrFormat("Categoria %03ld", number);
-      if (ToUpper(record.Raw(kSetFlag.offset, kSetFlag.width)) == "N") name = "~ " + name;
+      if (ToUpper(record.Text(FieldOf(SettoriLayout(), "flag"), CFixedWidthLine::ETrim::kNone)) == "N") name = "~ " + name;
       if (static_cast<size_t>(number) >= m_categorie.size()) m_categorie.resize(number + 1);
       m_categorie[number] = name;
     }
@@ -144,7 +145,7 @@ void CTarvoImportSolvarPellorArticoli::ImportArticoli(CString& code) {
   CFixedWidthLine record("");
   while (file.Next(record)) {
     if (CtrlEventStop()) throw CStopped();
-    code = record.Text(kArtCodice);
+    code = record.Text(FieldOf(ArticoliLayout(), "codice"));
     CArticoloSet art(m_pInDatabase);
     art.m_strFilter = "ID = '" + Quoted(code) + "'";
     art.Open();
@@ -154,24 +155,24 @@ void CTarvoImportSolvarPellorArticoli::ImportArticoli(CString& code) {
     } else {
       art.Edit();
     }
-    CString barcode = record.Text(kArtBarre);
+    CString barcode = record.Text(FieldOf(ArticoliLayout(), "codice a barre"));
     art.m_CODICE_BARRE = Trim(barcode).empty() ? "0000000" + code : barcode;
-    art.m_CODICE_ALTERNATIVO = record.Text(kArtAlternativo);
-    art.m_DESCRIZIONE = record.Text(kArtDescrizione);
+    art.m_CODICE_ALTERNATIVO = record.Text(FieldOf(ArticoliLayout(), "codice alternativo"));
+    art.m_DESCRIZIONE = record.Text(FieldOf(ArticoliLayout(), "descrizione"));
     art.m_DESCRIZIONE_BREVE = "Art. " + code;
-    art.m_PREZZO = partner::FormatWithPattern("%.5f", record.Number(kArtPrezzo));
-    art.m_PREZZO_2 = partner::FormatWithPattern("%.5f", record.Number(kArtPrezzo2));
-    art.m_PESO = NumberText(record, kArtPeso);
-    art.m_PRODUTTORE = record.Text(kArtProduttore);
-    art.m_COSTO = NumberText(record, kArtCosto);
-    art.m_VOLUME = partner::FormatWithPattern("%f", record.Number(kArtVolume));
-    art.m_PREZZO_ACQUISTO = NumberText(record, kArtAcquisto);
-    long pack = record.Integer(kArtConfezione);
+    art.m_PREZZO = partner::FormatWithPattern("%.5f", record.Number(FieldOf(ArticoliLayout(), "prezzo")));
+    art.m_PREZZO_2 = partner::FormatWithPattern("%.5f", record.Number(FieldOf(ArticoliLayout(), "prezzo 2")));
+    art.m_PESO = NumberText(record, FieldOf(ArticoliLayout(), "peso"));
+    art.m_PRODUTTORE = record.Text(FieldOf(ArticoliLayout(), "produttore"));
+    art.m_COSTO = NumberText(record, FieldOf(ArticoliLayout(), "costo"));
+    art.m_VOLUME = partner::FormatWithPattern("%f", record.Number(FieldOf(ArticoliLayout(), "volume")));
+    art.m_PREZZO_ACQUISTO = NumberText(record, FieldOf(ArticoliLayout(), "prezzo acquisto"));
+    long pack = record.Integer(FieldOf(ArticoliLayout(), "confezione"));
     art.m_CONFEZIONE = StrFormat("%ld", pack < 1 ? 1L : pack);
-    art.m_QTA_RIORDINO = NumberText(record, kArtRiordino);
+    art.m_QTA_RIORDINO = NumberText(record, FieldOf(ArticoliLayout(), "quantita riordino"));
     art.m_CODICE_IVA = "20";
     art.m_FOTO = code + ".jpg";
-    long category = record.Integer(kArtCategoria);
+    long category = record.Integer(FieldOf(ArticoliLayout(), "categoria"));
     if (category > 0) {
       SaveCategoria(category);
       art.m_ID_CATEGORIA = StrFormat("%03ld", category);
@@ -191,7 +192,7 @@ void CTarvoImportSolvarPellorArticoli::ImportDisponibilita(CString& code) {
   CFixedWidthLine record("");
   while (file.Next(record)) {
     if (CtrlEventStop()) throw CStopped();
-    code = record.Text(kDispCodice);
+    code = record.Text(FieldOf(DisponibLayout(), "codice"));
     if (!RowArticoloExist(code)) {
       Log(W("      diponibilità articolo ") + code + " non aggiornata", TMS_NONE);
       continue;
@@ -212,9 +213,9 @@ void CTarvoImportSolvarPellorArticoli::ImportDisponibilita(CString& code) {
     for (CString* figure : {&stock.m_GIACENZA_INIZIALE, &stock.m_CARICO, &stock.m_SCARICO, &stock.m_IMPEGNATO,
                             &stock.m_DISPONIBILE})
       *figure = "0.0";
-    stock.m_GIACENZA = NumberText(record, kDispGiacenza);
-    stock.m_ORDINATO = NumberText(record, kDispOrdinato);
-    stock.m_DATA_ULTIMO_MOVIMENTO = DayMonthYear(record.Raw(kDispData.offset, kDispData.width));
+    stock.m_GIACENZA = NumberText(record, FieldOf(DisponibLayout(), "giacenza"));
+    stock.m_ORDINATO = NumberText(record, FieldOf(DisponibLayout(), "ordinato"));
+    stock.m_DATA_ULTIMO_MOVIMENTO = DayMonthYear(record.Text(FieldOf(DisponibLayout(), "data"), CFixedWidthLine::ETrim::kNone));
     stock.Update();
     Log(W("      diponibilità articolo ") + code + " aggiornata", TMS_NONE);
   }

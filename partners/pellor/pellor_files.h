@@ -1,6 +1,7 @@
-// The files of Pellor's article package ("archivi.zip"): categories, articles, availability and
-// the photo list. Fixed-length records read as binary; offsets from 0. The combined article
-// import and the Pellor article import read them; the field tables live here once.
+// The Pellor files as field tables, each declared once: the files of the article package
+// ("archivi.zip": categories, articles, availability, photo list), fixed-length records read as
+// binary, and the order file that the order export writes. Offsets from 0; positions no field
+// covers are unused. Constant tables; thread-safe.
 #pragma once
 
 #include "partners/fixed_width.h"
@@ -8,6 +9,7 @@
 namespace tarvo::pellor {
 
 using partner::CFieldSpec;
+using partner::CRecordLayout;
 
 inline constexpr const char* kArchive = "archivi.zip";
 inline constexpr const char* kFileSettori = "settori.txt";
@@ -15,40 +17,30 @@ inline constexpr const char* kFileArticoli = "articoli.txt";
 inline constexpr const char* kFileDisponib = "disponib.txt";
 inline constexpr const char* kFileFotoInfo = "fotoinfo.txt";
 
-// settori.txt: 36 bytes a record.
+// settori.txt, 36 bytes a record (CR LF included): numero (3), nome (30), flag (1: "N" in either
+// case puts "~ " before the name).
 inline constexpr size_t kSettoriRecord = 36;
-inline const CFieldSpec kSetNumero{"numero", 0, 3};
-inline const CFieldSpec kSetNome{"nome", 3, 30};
-inline const CFieldSpec kSetFlag{"flag", 33, 1};  // "N" (either case): name prefixed with "~ "
-
-// articoli.txt: 256 bytes a record.
+const CRecordLayout& SettoriLayout();
+// articoli.txt, 256 bytes a record: codice (6), codice a barre (13 at 13; blank: "0000000" +
+// code), codice alternativo, descrizione, prezzo, prezzo 2, peso, produttore, costo, volume,
+// prezzo acquisto, confezione, quantita riordino, categoria (3 at 251). Numbers with a decimal
+// comma.
 inline constexpr size_t kArticoliRecord = 256;
-inline const CFieldSpec kArtCodice{"codice", 0, 6};
-inline const CFieldSpec kArtBarre{"codice a barre", 13, 13};  // blank: "0000000" + code
-inline const CFieldSpec kArtAlternativo{"codice alternativo", 26, 13};
-inline const CFieldSpec kArtDescrizione{"descrizione", 39, 60};
-inline const CFieldSpec kArtPrezzo{"prezzo", 100, 17};
-inline const CFieldSpec kArtPrezzo2{"prezzo 2", 118, 17};
-inline const CFieldSpec kArtPeso{"peso", 135, 7};
-inline const CFieldSpec kArtProduttore{"produttore", 142, 30};
-inline const CFieldSpec kArtCosto{"costo", 173, 17};
-inline const CFieldSpec kArtVolume{"volume", 191, 17};
-inline const CFieldSpec kArtAcquisto{"prezzo acquisto", 209, 17};
-inline const CFieldSpec kArtConfezione{"confezione", 226, 7};
-inline const CFieldSpec kArtRiordino{"quantita riordino", 236, 15};
-inline const CFieldSpec kArtCategoria{"categoria", 251, 3};
-
-// disponib.txt: 55 bytes a record.
+const CRecordLayout& ArticoliLayout();
+// disponib.txt, 55 bytes a record: codice (6), giacenza (16 at 13), ordinato (16), data (DDMMYYYY).
 inline constexpr size_t kDisponibRecord = 55;
-inline const CFieldSpec kDispCodice{"codice", 0, 6};
-inline const CFieldSpec kDispGiacenza{"giacenza", 13, 16};
-inline const CFieldSpec kDispOrdinato{"ordinato", 29, 16};
-inline const CFieldSpec kDispData{"data", 45, 8};  // DDMMYYYY
-
-// fotoinfo.txt: 31 bytes a record (code, time stamp YYYYMMDDhhmmss, size, CR LF).
+const CRecordLayout& DisponibLayout();
+// fotoinfo.txt, 31 bytes a record: codice (6), data (YYYYMMDDhhmmss), dimensione (9).
 inline constexpr size_t kFotoInfoRecord = 31;
-inline const CFieldSpec kFotoCodice{"codice", 0, 6};
-inline const CFieldSpec kFotoData{"data", 6, 14};
-inline const CFieldSpec kFotoDimensione{"dimensione", 20, 9};
+const CRecordLayout& FotoInfoLayout();
+
+// The order file ("%02d%06.6ld.ord"), text records ended by CR LF. The header: the customer block
+// (order_file_fields.h), DESTINAZIONE (90 at 169, on one line), the terms block with the order
+// number at 354. A row (78 characters when every number fits): ID_ARTICOLO (13, right-aligned),
+// COLLI (N, two implied zeros), QUANTITA (K as a whole number, two implied zeros), K x N (three
+// implied zeros), PREZZO (five implied decimals), SCONTO_1, SCONTO_2 (two), K x N again (three),
+// MARCATORE ("*" or a blank).
+const CRecordLayout& OrdineTestataLayout();
+const CRecordLayout& OrdineRigaLayout();
 
 }  // namespace tarvo::pellor

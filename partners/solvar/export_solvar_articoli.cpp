@@ -2,7 +2,6 @@
 
 #include <ctime>
 
-#include "dbexchange/record_transfer.h"
 #include "partners/solvar/solvar_files.h"
 #include "platform/records/articolo_set.h"
 #include "platform/records/categoria_set.h"
@@ -28,21 +27,6 @@ struct CTarvoExportSolvarArticoli::CFileStep {
   const char* failure;
 };
 
-namespace {
-
-// The columns' current values as text (NULL: empty), numbers as the record delivers them.
-std::vector<CString> ColumnTexts(const CRecordSetBase& records, const std::vector<const char*>& columns) {
-  std::vector<CString> values;
-  values.reserve(columns.size());
-  for (const char* column : columns) {
-    int index = records.FindField(column);
-    if (index < 0) throw tarvo::CException(tarvo::ErrorKind::kInternal, StrFormat("Colonna %s assente", column));
-    values.push_back(tarvo::exchange::FieldText(records, index));
-  }
-  return values;
-}
-
-}  // namespace
 
 CString CTarvoExportSolvarArticoli::CategoryFilter(const char* pattern) const {
   CString list;
@@ -57,10 +41,9 @@ bool CTarvoExportSolvarArticoli::ExportFile(const CFileStep& step, std::unique_p
   records->m_strFilter = step.filter;
   try {
     CFixedWidthWriter file(path);
-    const std::vector<const char*> columns = ValueNames(step.layout);
     records->Open();
     while (!records->IsEOF()) {
-      std::vector<CString> values = ColumnTexts(*records, columns);
+      std::vector<CString> values = RecordValues(*records, step.layout);
       CString line = step.rowPrefix + values[0];
       if (step.rowValues > 1) line += " " + values[1];
       Log(line, TMS_NONE);

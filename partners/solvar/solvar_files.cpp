@@ -1,5 +1,8 @@
 #include "partners/solvar/solvar_files.h"
 
+#include "partners/layout_catalog.h"
+#include "partners/order_file_fields.h"
+
 namespace tarvo::solvar {
 
 using partner::CRecordLayout;
@@ -89,6 +92,77 @@ const CRecordLayout& ProvvigioniLayout() {
   };
   return layout;
 }
+
+const CRecordLayout& OrdineTestataLayout() {
+  static const CRecordLayout layout = partner::JoinLayouts(
+      partner::JoinLayouts(partner::JoinLayouts(partner::CustomerBlockLayout(), {{"DESTINAZIONE", 169, 60},
+                                                                                {"CAP_DESTINAZIONE", 229, 5},
+                                                                                {"LOCALITA_DESTINAZIONE", 234, 25}}),
+                           partner::OrderTermsBlockLayout()),
+      {{"ID_AGENTE_SEDE_SOCIETA", 1127, 2, EF::kDigits},
+       {"STATO", 1129, 1},
+       {"NUMERO_DOCUMENTO", 1130, 6, EF::kDigits},
+       {"CODICE_CLIENTE", 1136, 6}});
+  return layout;
+}
+
+const CRecordLayout& OrdineRigaLayout() {
+  static const CRecordLayout layout = {
+      {"ID_ARTICOLO", 0, 13},
+      {"QUANTITA", 13, 9, EF::kImplied, 2},
+      {"PREZZO", 22, 9, EF::kImplied, 2},
+      {"PREZZO_NETTO", 31, 9, EF::kImplied, 2},
+      {"QUANTITA_EVASA", 40, 9, EF::kImplied, 2},
+      {"IMPORTO", 49, 14, EF::kImplied, 5},
+      {"SCONTO_1", 63, 5, EF::kImplied, 2},
+      {"SCONTO_2", 68, 5, EF::kImplied, 2},
+      {"SCONTO_3", 73, 5, EF::kImplied, 2},
+      {"SCONTO_4", 78, 5, EF::kImplied, 2},
+      {"SCONTO_5", 83, 5, EF::kImplied, 2},
+      {"DESCRIZIONE", 88, 60},
+      {"CODICE_IVA", 148, 2},
+      {"ALIQUOTA_IVA", 150, 5, EF::kImplied, 2},
+      {"ID_UNITA_MISURA", 155, 2},
+  };
+  return layout;
+}
+
+// The files in the catalogue of `tarvo-exchange inspect`.
+namespace {
+using partner::CLayoutRegistration;
+using partner::OneRecordFile;
+
+// aliquiva.txt: the rate takes a fifth character from 10 on.
+partner::CFileLayout IvaFile() {
+  static const CRecordLayout wide = [] {
+    CRecordLayout layout = IvaLayout();
+    layout.back().width = kIvaRateReadWidth;
+    return layout;
+  }();
+  partner::CFileLayout file = OneRecordFile("solvar-aliquote", "Solvar VAT rates (1008, 2)", {kFileIva}, IvaLayout());
+  file.records.push_back({"record", &wide});
+  file.select = [](int, const CString& line) -> size_t { return line.size() > 36 ? 1 : 0; };
+  return file;
+}
+
+const std::vector<CString> kClassificationFiles = {kFileCategorie, kFileFamiglie, kFileGruppi};
+const CLayoutRegistration kRegistrations[] = {
+    CLayoutRegistration{OneRecordFile("solvar-classificazione", "Solvar categories, families, groups (1008, 2)",
+                                      kClassificationFiles, CodeDescriptionLayout())},
+    CLayoutRegistration{OneRecordFile("solvar-classificazione-3", "Solvar classification with three-character codes",
+                                      kClassificationFiles, CodeDescription3Layout())},
+    CLayoutRegistration{IvaFile()},
+    CLayoutRegistration{OneRecordFile("solvar-articoli", "Solvar articles (1008, 2, 21)", {kFileArticoli}, ArticoliLayout())},
+    CLayoutRegistration{OneRecordFile("solvar-albero", "Solvar category-family tree (1008)", {kFileAlbero}, AlberoLayout())},
+    CLayoutRegistration{OneRecordFile("solvar-clienti", "Solvar customers (3)", {kFileClienti}, ClientiLayout())},
+    CLayoutRegistration{OneRecordFile("solvar-sconti", "Solvar discount bands (3)", {kFileSconti}, ScontiLayout())},
+    CLayoutRegistration{OneRecordFile("solvar-pagamenti", "Solvar payment terms (3)", {kFilePagamenti}, PagamentiLayout())},
+    CLayoutRegistration{OneRecordFile("solvar-provvigioni", "Solvar commissions (13)", {kFileProvvigioni}, ProvvigioniLayout())},
+    CLayoutRegistration{partner::HeaderLinesFile("solvar-ordini", "Solvar orders (1007) and order states (6)",
+                                                 {"*.ord", "*.tr?"}, OrdineTestataLayout(),
+                                                 OrdineRigaLayout())},
+};
+}  // namespace
 
 CString FormatElapsed(long long seconds) {
   long long inDay = seconds % 86400;

@@ -53,6 +53,24 @@ const partner::CRecordLayout& PagamentiLayout();
 // PROVVIGIONE, IMPORTO_3) and F_SALDATO ("S" = settled), with unused gaps.
 const partner::CRecordLayout& ProvvigioniLayout();
 
+// The order file ("%02ld%06ld.ord", agent and order number) that the order export writes; Solvar
+// sends order states back in the same records (".tra"). Text records ended by CR LF.
+// The header, 1142 characters when every number fits: the customer block and the terms block
+// (partners/order_file_fields.h, with the order's ID as ORDINE at 354), between them the delivery
+// DESTINAZIONE (60 at 169), CAP_DESTINAZIONE (5), LOCALITA_DESTINAZIONE (25), and at the end
+// ID_AGENTE_SEDE_SOCIETA (2 digits at 1127), STATO (the status letter, a blank in an order),
+// NUMERO_DOCUMENTO (6 digits, the partner's document number, "000000" in an order) and
+// CODICE_CLIENTE (6, "000000" in an order).
+const partner::CRecordLayout& OrdineTestataLayout();
+inline constexpr int kOrdineTestataLength = 1142;
+// A line, 157 characters when every number fits; the fields are VOCI_DOCUMENTO columns:
+// ID_ARTICOLO (13), QUANTITA, PREZZO, PREZZO_NETTO, QUANTITA_EVASA (9 each, two implied
+// decimals), IMPORTO (14, five implied decimals), SCONTO_1 to SCONTO_5 (5 each, two implied
+// decimals), DESCRIZIONE (60), CODICE_IVA (2), ALIQUOTA_IVA (5, two implied decimals),
+// ID_UNITA_MISURA (2).
+const partner::CRecordLayout& OrdineRigaLayout();
+inline constexpr int kOrdineRigaLength = 157;
+
 // Elapsed seconds as the run summaries print them: "%Hh:%Mm:%Ss", hours within the day
 // ("00h:03m:27s").
 CString FormatElapsed(long long seconds);
