@@ -15,6 +15,7 @@
 #include "partners/pellor/import_pellor_articoli.h"
 #include "partners/pellor/import_solvar_pellor_articoli.h"
 #include "partners/solvar/export_solvar_articoli.h"
+#include "partners/solvar/export_solvar_ordini.h"
 #include "partners/solvar/import_solvar_articoli.h"
 #include "partners/solvar/import_solvar_azienda.h"
 #include "partners/solvar/import_solvar_classificazione_articoli.h"
@@ -58,7 +59,7 @@ const std::vector<ProcedureEntry>& KnownProcedures() {
       {1004, "CTarvoExportWebOrdini", "Esportazione ordini verso database web/agente", Make<CTarvoExportWebOrdini>},
       {1005, "CTarvoHttpUpload", "Pubblicazione foto articoli via HTTP", Make<CTarvoHttpUpload>},
       {1006, "CTarvoExportWebStatoOrdini", "Esportazione stato ordini verso database web", Make<CTarvoExportWebStatoOrdini>},
-      {1007, "CTarvoExportSolvarOrdini", "Esportazione ordini Solvar", nullptr},
+      {1007, "CTarvoExportSolvarOrdini", "Esportazione ordini Solvar", Make<CTarvoExportSolvarOrdini>},
       {1008, "CTarvoExportSolvarArticoli", "Esportazione anagrafica articoli Solvar", Make<CTarvoExportSolvarArticoli>},
       {1009, "CTarvoExportWebFatture", "Esportazione fatture verso database agente", Make<CTarvoExportWebFatture>},
       {1010, "CTarvoExportWebProvvigioni", "Esportazione provvigioni verso database agente", Make<CTarvoExportWebProvvigioni>},

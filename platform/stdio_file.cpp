@@ -73,6 +73,25 @@ void CStdioFile::Flush() {
   if (file_) std::fflush(file_);
 }
 
+void CStdioFile::FlushChecked() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  if (file_ && std::fflush(file_) != 0) {
+    int err = errno;
+    throw CFileException(path_, "Errore di scrittura nel file " + path_ + ": " + tarvo::SystemErrorText(err), err);
+  }
+}
+
+void CStdioFile::CloseChecked() {
+  FlushChecked();
+  std::lock_guard<std::mutex> lock(mutex_);
+  if (file_ && std::fclose(file_) != 0) {
+    int err = errno;
+    file_ = nullptr;
+    throw CFileException(path_, "Errore di scrittura nel file " + path_ + ": " + tarvo::SystemErrorText(err), err);
+  }
+  file_ = nullptr;
+}
+
 bool CStdioFile::ReadString(CString& line) {
   std::lock_guard<std::mutex> lock(mutex_);
   line.clear();

@@ -37,6 +37,10 @@ class CStdioFile {
   bool ReadString(CString& line);
   static constexpr size_t kMaxLineLength = 1 << 20;
   void Flush();
+  // Flush and Close for a file whose every byte matters: they throw CFileException when what was
+  // buffered cannot be written (a full disk shows here, not at the write that buffered it).
+  void FlushChecked();
+  void CloseChecked();
 
  private:
   std::mutex mutex_;
