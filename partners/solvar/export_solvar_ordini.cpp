@@ -97,11 +97,14 @@ CTarvoExportSolvarOrdini::EOrderEnd CTarvoExportSolvarOrdini::ExportOrdine(CDocu
   CVociDocumentoSet lines(m_pOutDatabase);
   lines.m_strFilter = StrFormat("ID_DOCUMENTO = %ld", order.m_ID);
   lines.m_strSort = "ID";
-  lines.Open();
   try {
+    lines.Open();
     for (; !lines.IsEOF(); lines.MoveNext())
       file.WriteString(FormatRecord(solvar::OrdineRigaLayout(), RecordValues(lines, solvar::OrdineRigaLayout())) + "\r\n");
     file.CloseChecked();  // the last records reach the disk here
+  } catch (const CDBException&) {
+    RemoveFile(file, path);  // no file without all its lines; the run ends on the error
+    throw;
   } catch (const CFileException& e) {
     Log("ERRORE: " + e.GetErrorMessage(), TMS_NONE);
     Log(OrderLine(order, "dettaglio ", name, "... ERRORE!"), TMS_NONE);

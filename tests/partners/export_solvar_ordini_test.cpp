@@ -127,6 +127,16 @@ TEST_P(SolvarOrderExport, AHeaderThatCannotBeWrittenRemovesTheFileAndTriesTheSam
   EXPECT_EQ(States(), kAfter);
 }
 
+// The lines cannot be read: no file with a header alone stays behind, and the run ends there.
+TEST_P(SolvarOrderExport, ADatabaseErrorOnTheLinesLeavesNoFileAndEndsTheRun) {
+  db_->Db().ExecuteSQL("DROP TABLE VOCI_DOCUMENTO");
+  EXPECT_EQ(Run(out_.Path()), 0);
+  EXPECT_TRUE(std::filesystem::is_empty(out_.Path()));
+  EXPECT_TRUE(window_.HasLine("Esportazione ordini fallita."));
+  EXPECT_EQ(Logged(" - Esportazione ordine A/5 (anno 2026) - file 07000005.ord in corso..."), 1) << "no second order";
+  EXPECT_EQ(States(), kBefore);
+}
+
 // A user at the screen who answers No ends the run there.
 class AnswerNo : public IHostUI {
  public:
