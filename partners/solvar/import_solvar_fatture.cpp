@@ -3,9 +3,7 @@
 #include "dbexchange/customer_resolution.h"
 #include "dbexchange/record_transfer.h"
 #include "partners/solvar/solvar_document_files.h"
-#include "platform/decimal.h"
 #include "platform/records/azienda_set.h"
-#include "platform/records/procedure_call.h"
 #include "platform/records/procedure_id.h"
 #include "platform/records/provincia_set.h"
 #include "platform/records/sede_set.h"
@@ -37,11 +35,6 @@ CTarvoImportSolvarFatture::CTarvoImportSolvarFatture() = default;
 CTarvoImportSolvarFatture::~CTarvoImportSolvarFatture() = default;
 
 namespace {
-
-// "%s" of a decimal text in the totals' precision: the rounding amount of the totals call.
-CString RoundingZero(int precision) {
-  return Decimal(0).Round3(std::clamp(precision, 0, Decimal::kMaxScale)).ToString2(Decimal::kAllDecimals, false);
-}
 
 // The date of a DDMMYY field; a field that is no date is bad input.
 CDBTimestamp DocumentDate(const CFixedWidthLine& line, const CFieldSpec& field) {
@@ -146,12 +139,8 @@ CDocumentOutcome CTarvoImportSolvarFatture::ImportFattura(const CFixedWidthLine&
     doc.Update();
 
     Log(" - Aggiornamento dettaglio fattura", TMS_NONE);
-    m_pInDatabase->ExecuteSQL(StrFormat("DELETE FROM VOCI_DOCUMENTO WHERE ID_DOCUMENTO = %d", static_cast<int>(id)));
     CVociDocumentoSet& voce = s.voci;
-    if (!voce.IsOpen()) voce.Open();
-    for (CString text; lines.Next(text);) {
-      const CFixedWidthLine line(std::move(text));
-      if (tarvo::Trim(line.Line(), " ").empty()) continue;  // a blank line carries no invoice line
+    ReplaceDocumentLines(*m_pInDatabase, voce, id, lines, [&](const CFixedWidthLine& line) {
       const CString article = line.Text(FieldOf(row, "ID_ARTICOLO"));
       CString description = line.Text(FieldOf(row, "DESCRIZIONE"));
       if (description.empty()) description = " ARTICOLO " + article;
@@ -180,11 +169,9 @@ CDocumentOutcome CTarvoImportSolvarFatture::ImportFattura(const CFixedWidthLine&
       voce.m_ALIQUOTA_IVA = line.Length() <= rate.offset ? CString("0") : ImpliedDecimalText(line, rate);
       voce.m_ID_UNITA_MISURA = unit;
       voce.Update();
-    }
+    });
 
-    ExecuteProcedureCall(*m_pInDatabase, StrFormat("{call AGGIORNA_TOTALI_DOCUMENTO( %d, %d, %d, %s)}",
-                                                   static_cast<int>(id), m_nPrecisionePrezzi, m_nPrecisioneTotali,
-                                                   RoundingZero(m_nPrecisioneTotali).c_str()));
+    UpdateDocumentTotals(*m_pInDatabase, id, m_nPrecisionePrezzi, m_nPrecisioneTotali);
     m_pInDatabase->CommitTrans();
     return {EDocumentOutcome::kLoaded, {}};
   } catch (const tarvo::CFileException&) {
@@ -192,13 +179,7 @@ CDocumentOutcome CTarvoImportSolvarFatture::ImportFattura(const CFixedWidthLine&
   } catch (const tarvo::CException& e) {
     // Database errors, and values a column cannot take (a price that is no number).
     Log("ERRORE database: " + e.GetErrorMessage(), TMS_NONE);
-    try {
-      if (m_pInDatabase->InTransaction()) m_pInDatabase->Rollback();
-    } catch (const CDBException& rollback) {
-      Log("ERRORE database: " + rollback.m_strError, TMS_NONE);
-    }
-    for (CRecordSetBase* r : std::initializer_list<CRecordSetBase*>{&s.documenti, &s.voci, &s.aziende, &s.sedi})
-      if (r->IsAdding() || r->IsEditing()) r->CancelUpdate();
+    AbandonDocument(*this, {&s.documenti, &s.voci, &s.aziende, &s.sedi, &s.zone});
     return {EDocumentOutcome::kFailed, {}};
   }
 }

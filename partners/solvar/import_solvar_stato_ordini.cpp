@@ -1,5 +1,7 @@
 #include "partners/solvar/import_solvar_stato_ordini.h"
 
+#include <algorithm>
+
 #include "dbexchange/customer_resolution.h"
 #include "dbexchange/record_transfer.h"
 #include "partners/solvar/solvar_document_files.h"
@@ -7,7 +9,6 @@
 #include "platform/records/azienda_set.h"
 #include "platform/records/documento_set.h"
 #include "platform/records/iva_set.h"
-#include "platform/records/procedure_call.h"
 #include "platform/records/procedure_id.h"
 #include "platform/records/sede_set.h"
 #include "platform/records/unita_misura_set.h"
@@ -138,12 +139,8 @@ void CTarvoImportSolvarStatoOrdini::ImportVoci(long document, CFixedWidthReader&
   CRecordSets& s = *m_pSets;
   const CRecordLayout& row = StatoOrdineRigaLayout();
   Log(" - Aggiornamento dettaglio ordine", TMS_NONE);
-  m_pInDatabase->ExecuteSQL(StrFormat("DELETE FROM VOCI_DOCUMENTO WHERE ID_DOCUMENTO = %d", static_cast<int>(document)));
   CVociDocumentoSet& voce = s.voci;
-  if (!voce.IsOpen()) voce.Open();
-  for (CString text; lines.Next(text);) {
-    const CFixedWidthLine line(std::move(text));
-    if (tarvo::Trim(line.Line(), " ").empty()) continue;  // a blank line carries no order line
+  ReplaceDocumentLines(*m_pInDatabase, voce, document, lines, [&](const CFixedWidthLine& line) {
     article = line.Text(FieldOf(row, "ID_ARTICOLO"));
     auto number = [&](const char* name) { return ImpliedDecimalText(line, FieldOf(row, name)); };
     CString description = line.Text(FieldOf(row, "DESCRIZIONE"));
@@ -179,18 +176,11 @@ void CTarvoImportSolvarStatoOrdini::ImportVoci(long document, CFixedWidthReader&
     if (!unit.empty() && FindRow(s.unita, StrFormat("ID = '%s'", DoubleQuotes(unit).c_str())))
       voce.m_ID_UNITA_MISURA = unit;
     voce.Update();
-  }
+  });
 }
 
 CDocumentOutcome CTarvoImportSolvarStatoOrdini::Fail(std::initializer_list<CString> lines, const CString& error) {
-  try {
-    if (m_pInDatabase->InTransaction()) m_pInDatabase->Rollback();
-  } catch (const CDBException& e) {
-    Log("ERRORE: " + e.m_strError, TMS_NONE);
-  }
-  for (CRecordSetBase* r : std::initializer_list<CRecordSetBase*>{&m_pSets->documenti, &m_pSets->voci, &m_pSets->aziende,
-                                                                   &m_pSets->sedi, &m_pSets->zone})
-    if (r->IsAdding() || r->IsEditing()) r->CancelUpdate();
+  AbandonDocument(*this, {&m_pSets->documenti, &m_pSets->voci, &m_pSets->aziende, &m_pSets->sedi, &m_pSets->zone});
   for (const CString& line : lines) Log(line, TMS_NONE);
   return {EDocumentOutcome::kFailedAsk, error};
 }
@@ -200,6 +190,8 @@ CDocumentOutcome CTarvoImportSolvarStatoOrdini::ImportStatoOrdine(const CString&
   const CRecordLayout& head = StatoOrdineTestataLayout();
   const CDocumentCustomer c = ReadDocumentCustomer(header);
   const CString customerCode = header.Raw(FieldOf(head, "CODICE_CLIENTE").offset, FieldOf(head, "CODICE_CLIENTE").width);
+  // The customer fields are compared and stored without the blanks that pad them in the file:
+  // a blank VAT number field is no VAT number, and must not find every customer stored so.
   Log(" - Verifica cliente:", TMS_NONE);
   if (c.vatNumber.empty() && c.taxCode.empty()) {
     Log(" -- Impossibile importare l'ordine: PARTITAIVA e CODICEFISCALE vuoti", TMS_NONE);
@@ -225,10 +217,7 @@ CDocumentOutcome CTarvoImportSolvarStatoOrdini::ImportStatoOrdine(const CString&
     return Fail({" - ERRORE db nell'inserimento di una voce", error, " - CODICE ARTICOLO: " + article}, error);
   }
   try {
-    ExecuteProcedureCall(*m_pInDatabase,
-                         StrFormat("{call AGGIORNA_TOTALI_DOCUMENTO( %d, %d, %d, %s)}", static_cast<int>(document),
-                                   m_pSets->prezzi, m_pSets->totali,
-                                   Decimal(0).Round3(Precision(m_pSets->totali)).ToString2(Decimal::kAllDecimals, false).c_str()));
+    UpdateDocumentTotals(*m_pInDatabase, document, m_pSets->prezzi, m_pSets->totali);
     m_pInDatabase->CommitTrans();
   } catch (const tarvo::CException& e) {
     const CString error = "ERRORE database " + e.GetErrorMessage();

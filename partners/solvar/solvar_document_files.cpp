@@ -1,5 +1,7 @@
 #include "partners/solvar/solvar_document_files.h"
 
+#include <algorithm>
+
 namespace tarvo::solvar {
 
 using partner::CFieldSpec;

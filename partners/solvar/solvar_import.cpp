@@ -2,6 +2,8 @@
 
 #include <fnmatch.h>
 
+#include <algorithm>
+
 #include <cerrno>
 #include <memory>
 
@@ -9,8 +11,11 @@
 #include "partners/solvar/solvar_files.h"
 #include "platform/files.h"
 #include "platform/host_ui.h"
+#include "platform/decimal.h"
 #include "platform/records/azienda_set.h"
+#include "platform/records/procedure_call.h"
 #include "platform/records/procedure_id.h"
+#include "platform/records/voci_documento_set.h"
 
 namespace tarvo::solvar {
 
@@ -114,8 +119,7 @@ int RunDocumentFolder(CTarvoImport& p, const CDocumentFolder& folder, const std:
   begin();
   p.Log(folder.startLine, TMS_NONE);
   for (const CString& name : MatchingNames(p.GetInDir(), folder.pattern)) {
-    if (p.CtrlEventStop()) {
-      p.Log("Operazione interrotta dall'utente.", TMS_ERROR);
+    if (p.CtrlEventStop()) {  // logs "Operazione interrotta dall'utente."
       result = 0;
       break;
     }
@@ -182,6 +186,33 @@ void UpdateCustomerCode(CAziendaSet& companies, const CString& customerCode) {
   companies.Edit();
   companies.m_CODICE_CLIENTE = StrFormat("%ld", partner::TextToLong(customerCode));
   companies.Update();
+}
+
+void ReplaceDocumentLines(CDatabase& db, CVociDocumentoSet& lines, long document, CFixedWidthReader& file,
+                          const std::function<void(const CFixedWidthLine&)>& add) {
+  db.ExecuteSQL(StrFormat("DELETE FROM VOCI_DOCUMENTO WHERE ID_DOCUMENTO = %d", static_cast<int>(document)));
+  if (!lines.IsOpen()) lines.Open();
+  for (CString text; file.Next(text);) {
+    const CFixedWidthLine line(std::move(text));
+    if (!Trim(line.Line(), " ").empty()) add(line);  // a blank line carries no document line
+  }
+}
+
+void UpdateDocumentTotals(CDatabase& db, long document, int pricePrecision, int totalPrecision) {
+  const CString zero =
+      Decimal(0).Round3(std::clamp(totalPrecision, 0, Decimal::kMaxScale)).ToString2(Decimal::kAllDecimals, false);
+  ExecuteProcedureCall(db, StrFormat("{call AGGIORNA_TOTALI_DOCUMENTO( %d, %d, %d, %s)}", static_cast<int>(document),
+                                     pricePrecision, totalPrecision, zero.c_str()));
+}
+
+void AbandonDocument(CTarvoImport& p, std::initializer_list<CRecordSetBase*> records) {
+  try {
+    if (p.GetInDatabase()->InTransaction()) p.GetInDatabase()->Rollback();
+  } catch (const CDBException& e) {
+    p.Log("ERRORE: " + e.m_strError, TMS_NONE);
+  }
+  for (CRecordSetBase* r : records)
+    if (r->IsAdding() || r->IsEditing()) r->CancelUpdate();
 }
 
 }  // namespace tarvo::solvar

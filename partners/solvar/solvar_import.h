@@ -12,6 +12,8 @@
 
 class CAziendaSet;
 class CProcedureId;
+class CRecordSetBase;
+class CVociDocumentoSet;
 
 namespace tarvo::solvar {
 
@@ -115,5 +117,18 @@ long AddDocumentCustomer(CAziendaSet& companies, CProcedureId& ids, const CDocum
                          const CString& customerCode);
 // A customer found: its customer code becomes the file's code read as a whole number ("%ld").
 void UpdateCustomerCode(CAziendaSet& companies, const CString& customerCode);
+
+// Replaces the lines of `document` with those of the rest of the file: deletes them ("DELETE
+// FROM VOCI_DOCUMENTO WHERE ID_DOCUMENTO = %d"), then hands each further line that is not blank
+// to `add`, with `lines` (on the in database) open for AddNew. Throws CDBException, and
+// tarvo::CFileException when the file cannot be read.
+void ReplaceDocumentLines(CDatabase& db, CVociDocumentoSet& lines, long document, partner::CFixedWidthReader& file,
+                          const std::function<void(const partner::CFixedWidthLine& line)>& add);
+// "{call AGGIORNA_TOTALI_DOCUMENTO( %d, %d, %d, %s)}": the document's totals recomputed from its
+// lines with the two precisions; the rounding amount is a decimal zero in the totals precision.
+void UpdateDocumentTotals(CDatabase& db, long document, int pricePrecision, int totalPrecision);
+// Ends the file's transaction after a failure: rolls it back (a failed rollback is logged as
+// "ERRORE: <text>") and forgets the rows `records` were adding or editing.
+void AbandonDocument(CTarvoImport& procedure, std::initializer_list<CRecordSetBase*> records);
 
 }  // namespace tarvo::solvar

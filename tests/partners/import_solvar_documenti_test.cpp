@@ -1,9 +1,11 @@
 // The Solvar document imports: invoices (".FAT", procedure 12) and order states (".tra",
 // procedure 6) loaded from the sample files under tests/data/solvar into the demo company.
+#include <algorithm>
 #include <filesystem>
 
 #include "partners/solvar/import_solvar_fatture.h"
 #include "partners/solvar/import_solvar_stato_ordini.h"
+#include "partners/solvar/solvar_document_files.h"
 #include "platform/files.h"
 #include "platform/host_ui.h"
 #include "platform/settings.h"
@@ -30,8 +32,7 @@ class SolvarDocumentImport : public SolvarImport {
   void SetUp() override {
     SolvarImport::SetUp();
     if (IsSkipped() || HasFailure()) return;
-    target_->LoadSchema("demo/demo.sql");
-    CUserAdministrator::SetCurrentUser(3, 1, 1);
+    LoadDemo();
     CConfigAdministrator::SetKey("precisione/prezzi", "2");
     CConfigAdministrator::SetKey("precisione/totali", "2");
   }
@@ -68,6 +69,24 @@ class SolvarDocumentImport : public SolvarImport {
 
   TempDir work_;
 };
+
+// The field tables leave no gap and no overlap, and end where the records end (CR LF apart).
+TEST(SolvarDocumentLayouts, FieldsFollowOneAnotherToTheEndOfTheRecord) {
+  const std::pair<const partner::CRecordLayout*, int> layouts[] = {
+      {&solvar::FatturaTestataLayout(), 195},
+      {&solvar::FatturaRigaLayout(), 117},
+      {&solvar::StatoOrdineTestataLayout(), 1142},
+      {&solvar::StatoOrdineRigaLayout(), 157},
+  };
+  for (const auto& [layout, length] : layouts) {
+    int next = 0;
+    for (const partner::CFieldSpec& f : *layout) {
+      EXPECT_EQ(f.offset, next) << f.name;
+      next = f.offset + f.width;
+    }
+    EXPECT_EQ(next, length);
+  }
+}
 
 // --- invoices ------------------------------------------------------------------------------------
 
@@ -176,7 +195,8 @@ TEST_P(SolvarDocumentImport, AFailedInvoiceIsRolledBackAndTheNextOneDecidesTheRe
   CEvent stop;
   stop.SetEvent();
   EXPECT_EQ(RunFatture(&stop), 0);
-  EXPECT_TRUE(Logged("Operazione interrotta dall'utente."));
+  const std::vector<std::string> stopped = Window().Texts();
+  EXPECT_EQ(std::count(stopped.begin(), stopped.end(), "Operazione interrotta dall'utente."), 1);
   EXPECT_TRUE(Exists("000006.FAT"));
 }
 
