@@ -108,16 +108,12 @@ CDocumentOutcome CTarvoImportSolvarFatture::ImportFattura(const CFixedWidthLine&
     const long customer = ImportCliente(c, customerCode);
 
     CDocumentoSet& doc = s.documenti;
-    long id;
-    if (AddOrEdit(doc, StrFormat("( ID_CAUSALE = 101 ) AND ( NUMERO = %d ) AND ( ANNO = %d )", static_cast<int>(number),
-                                 date.year))) {
-      Log(" - Fattura trovata: aggiornamento fattura", TMS_NONE);
-      id = doc.m_ID;
-    } else {
-      Log(" - Fattura non trovata: inserimento nuova fattura", TMS_NONE);
-      id = s.ids.GetNewId("GET_ID_DOCUMENTO");
-      doc.m_ID = id;
-    }
+    const long id = AddOrEditDocument(*this, doc, s.ids,
+                                      StrFormat("( ID_CAUSALE = 101 ) AND ( NUMERO = %d ) AND ( ANNO = %d )",
+                                                static_cast<int>(number), date.year),
+                                      " - Fattura trovata: aggiornamento fattura",
+                                      " - Fattura non trovata: inserimento nuova fattura")
+                        .id;
     doc.m_ID_CAUSALE = 101;
     doc.m_NUMERO = number;
     doc.m_ANNO = date.year;

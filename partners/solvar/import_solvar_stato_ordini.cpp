@@ -100,15 +100,10 @@ long CTarvoImportSolvarStatoOrdini::ImportTestata(const CString& title, const CF
           : StrFormat(" ( ID_CAUSALE = %ld ) AND ( ANNO = %ld ) AND ( NUMERO = %ld ) AND ( ID_AGENTE_SEDE_SOCIETA = %ld ) ",
                       m_lIdCausale, static_cast<long>(date->year), number, fileAgent);
   CDocumentoSet& doc = s.documenti;
-  long id;
-  if (AddOrEdit(doc, filter)) {
-    Log(" - Ordine trovato: aggiornamento ordine", TMS_NONE);
-    id = doc.m_ID;
-  } else {
+  const CDocumentRow row = AddOrEditDocument(*this, doc, s.ids, filter, " - Ordine trovato: aggiornamento ordine",
+                                             " - Ordine non trovato: inserimento nuovo ordine");
+  if (row.added) {
     // Every new order goes into series "Z", whatever its agent.
-    Log(" - Ordine non trovato: inserimento nuovo ordine", TMS_NONE);
-    id = s.ids.GetNewId("GET_ID_DOCUMENTO");
-    doc.m_ID = id;
     doc.m_ID_CAUSALE = m_lIdCausale;
     doc.m_ID_SOCIETA = CUserAdministrator::GetIDSOCIETA();
     doc.m_ID_SEDE_SOCIETA = CUserAdministrator::GetIDSEDESOCIETA();
@@ -132,7 +127,7 @@ long CTarvoImportSolvarStatoOrdini::ImportTestata(const CString& title, const CF
   doc.m_NUMERO_DOCUMENTO = StrFormat("%d", static_cast<int>(partnerNumber));
   doc.m_F_MODIFICATO = 1;
   doc.Update();
-  return id;
+  return row.id;
 }
 
 void CTarvoImportSolvarStatoOrdini::ImportVoci(long document, CFixedWidthReader& lines, CString& article) {

@@ -12,7 +12,9 @@
 #include "platform/files.h"
 #include "platform/host_ui.h"
 #include "platform/decimal.h"
+#include "dbexchange/record_transfer.h"
 #include "platform/records/azienda_set.h"
+#include "platform/records/documento_set.h"
 #include "platform/records/procedure_call.h"
 #include "platform/records/procedure_id.h"
 #include "platform/records/voci_documento_set.h"
@@ -186,6 +188,17 @@ void UpdateCustomerCode(CAziendaSet& companies, const CString& customerCode) {
   companies.Edit();
   companies.m_CODICE_CLIENTE = StrFormat("%ld", partner::TextToLong(customerCode));
   companies.Update();
+}
+
+CDocumentRow AddOrEditDocument(CTarvoImport& p, CDocumentoSet& documents, CProcedureId& ids, const CString& filter,
+                               const char* found, const char* added) {
+  if (exchange::AddOrEdit(documents, filter)) {
+    p.Log(found, TMS_NONE);
+    return {documents.m_ID, false};
+  }
+  p.Log(added, TMS_NONE);
+  documents.m_ID = ids.GetNewId("GET_ID_DOCUMENTO");
+  return {documents.m_ID, true};
 }
 
 void ReplaceDocumentLines(CDatabase& db, CVociDocumentoSet& lines, long document, CFixedWidthReader& file,

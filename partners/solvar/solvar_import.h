@@ -11,6 +11,7 @@
 #include "partners/fixed_width.h"
 
 class CAziendaSet;
+class CDocumentoSet;
 class CProcedureId;
 class CRecordSetBase;
 class CVociDocumentoSet;
@@ -117,6 +118,16 @@ long AddDocumentCustomer(CAziendaSet& companies, CProcedureId& ids, const CDocum
                          const CString& customerCode);
 // A customer found: its customer code becomes the file's code read as a whole number ("%ld").
 void UpdateCustomerCode(CAziendaSet& companies, const CString& customerCode);
+
+// The document of `filter`, found and edited (logs `found`), or else started as a new row keyed
+// by a new GET_ID_DOCUMENTO number (logs `added`); the caller sets the fields and updates.
+// Throws CDBException.
+struct CDocumentRow {
+  long id;
+  bool added;
+};
+CDocumentRow AddOrEditDocument(CTarvoImport& procedure, CDocumentoSet& documents, CProcedureId& ids,
+                               const CString& filter, const char* found, const char* added);
 
 // Replaces the lines of `document` with those of the rest of the file: deletes them ("DELETE
 // FROM VOCI_DOCUMENTO WHERE ID_DOCUMENTO = %d"), then hands each further line that is not blank

@@ -147,6 +147,39 @@ TEST_P(SolvarDocumentImport, InvoicesAreLoadedWithTheirCustomerLinesAndTotalsAnd
   EXPECT_FALSE(Logged(" - Aggiornamento cliente"));
 }
 
+// A new customer's branch follows the partner's rule as it stands: a known province with a known
+// zone gets no branch, an unknown province (MB is no province of the demo) with a known zone does.
+TEST_P(SolvarDocumentImport, ANewCustomersBranchDependsOnItsProvinceAndZoneAsThePartnerDecided) {
+  struct Case {
+    const char* number;
+    const char* vat;
+    const char* place;  // locality (25), postal code, province
+    bool branch;
+  };
+  const Case cases[] = {
+      {"000008", "11111111111", "Torino                   10121TO", false},
+      {"000009", "22222222222", "Monza                    20900MB", true},
+  };
+  const std::string sample = Sample("fatture", "000007.FAT");
+  for (const Case& c : cases) {
+    std::string file = sample;
+    file.replace(110, 32, c.place);
+    file.replace(142, 27, std::string(c.vat) + std::string(16, ' '));
+    file.replace(169, 6, c.number);
+    Put(std::string(c.number) + ".FAT", file);
+  }
+  const CString zones = Cell("SELECT COUNT(*) FROM ZONA_POSTALE");
+  ASSERT_EQ(RunFatture(), 1);
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.number);
+    EXPECT_EQ(Cell(std::string("SELECT COUNT(*) FROM SEDE S JOIN AZIENDA A ON A.ID = S.IDAZIENDA WHERE A.PARTITAIVA = '") +
+                   c.vat + "' AND S.IDZONAPOSTALE " + (c.branch ? "= 10" : "IS NOT NULL")),
+              c.branch ? "1" : "0");
+  }
+  EXPECT_TRUE(Logged(" - Provincia errata: sede saltata"));
+  EXPECT_EQ(Cell("SELECT COUNT(*) FROM ZONA_POSTALE"), zones);  // no zone added
+}
+
 TEST_P(SolvarDocumentImport, AFailedInvoiceIsRolledBackAndTheNextOneDecidesTheResult) {
   CopySamples("fatture");
   std::filesystem::remove(work_.File("000007.FAT"));
