@@ -6,14 +6,7 @@
 #       order AG/4 delivered (state 4), their lines replaced
 # The files are copied to build/demo-solvar/in and renamed there once loaded (.FA0, .tr0), so a
 # second run of a procedure loads nothing. Logs in run.log.
-set -euo pipefail
-cd "$(dirname "$0")/.."
-./scripts/bootstrap.sh
-cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTARVO_BUILD_BENCH=OFF >/dev/null
-cmake --build build -j"$(nproc)" --target tarvo-exchange
-exe=./build/tarvo-exchange
-demo=build/demo-solvar
-rm -rf "$demo"
+source "$(dirname "$0")/demo-prepare.sh" build/demo-solvar
 mkdir -p "$demo/in"
 "$exe" init --db "$demo/company.db" --demo >/dev/null
 cp tests/data/solvar/fatture/*.FAT tests/data/solvar/stato_ordini/*.tra "$demo/in/"
