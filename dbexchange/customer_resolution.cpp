@@ -49,9 +49,11 @@ void CopyCompanyColumns(const CRecordSetBase& source, CAziendaSet& target, bool 
   if (withCustomerFlag) copy("F_CLIENTE");
 }
 
-long FindPostalZone(CZonaPostaleCompletaSet& zones, const CString& cap, const CString& name) {
-  zones.m_strFilter = StrFormat("(CAP = '%s') AND (NOMEZONAPOSTALE = '%s')", DoubleQuotes(cap).c_str(),
-                                DoubleQuotes(name).c_str());
+long FindPostalZone(CZonaPostaleCompletaSet& zones, const CString& cap, const CString& name, EZoneMatch match) {
+  const CString byCap = "(CAP = '" + DoubleQuotes(cap) + "')";
+  const CString byName = "(NOMEZONAPOSTALE = '" + DoubleQuotes(name) + "')";
+  if (match == EZoneMatch::kGiven && (cap.empty() != name.empty())) zones.m_strFilter = cap.empty() ? byName : byCap;
+  else zones.m_strFilter = byCap + " AND " + byName;
   OpenOrRequery(zones);
   return zones.IsEOF() ? -1 : std::atol(zones.m_ID.c_str());
 }
@@ -75,6 +77,21 @@ long ResolvePostalZone(CZonaPostaleCompletaSet& zones, CProcedureId& ids, const 
   return AddPostalZone(zones, ids,
                        {branch.m_CAP, branch.m_NOMEZONAPOSTALE, branch.m_SIGLAPROVINCIA, branch.m_CODICEISTAT,
                         branch.m_CODICECATASTALE});
+}
+
+bool WriteZoneBranch(CSedeSet& branches, CProcedureId& ids, long companyId, long zoneId, const CString& address) {
+  const bool found =
+      AddOrEdit(branches, StrFormat("( IDAZIENDA = %ld ) AND ( IDZONAPOSTALE = %ld ) ", companyId, zoneId));
+  if (!found) {
+    const long id = ids.GetNewId("GET_ID_SEDE");
+    branches.m_ID = id;
+    branches.m_F_SEDE_PRINCIPALE = 1;
+    branches.m_IDAZIENDA = companyId;
+  }
+  branches.m_INDIRIZZO = address;
+  branches.m_IDZONAPOSTALE = zoneId;
+  branches.Update();
+  return found;
 }
 
 void CopyBranchColumns(const CSedeCompletaSet& branch, CSedeSet& target, long zoneId) {

@@ -63,9 +63,15 @@ struct CPostalZoneData {
   CString cadastralCode;
 };
 
+// How a zone is searched: by postal code and place name together, or (the partner invoices) by
+// the ones given: an empty postal code or name is left out ("(CAP = '%s')" alone ...), and only
+// when both are empty are both compared.
+enum class EZoneMatch { kBoth, kGiven };
+
 // The ID of the zone with this postal code and place name ("(CAP = '%s') AND (NOMEZONAPOSTALE =
 // '%s')", quotes doubled), or -1 when there is none.
-long FindPostalZone(CZonaPostaleCompletaSet& zones, const CString& cap, const CString& name);
+long FindPostalZone(CZonaPostaleCompletaSet& zones, const CString& cap, const CString& name,
+                    EZoneMatch match = EZoneMatch::kBoth);
 
 // Adds a zone keyed by a new GET_ID_ZONA_POSTALE number (stored as decimal text), with the
 // values as given (quotes not doubled); returns the new key.
@@ -74,6 +80,11 @@ long AddPostalZone(CZonaPostaleCompletaSet& zones, CProcedureId& ids, const CPos
 // The zone of a source branch (its CAP and place name) on the destination, added from the
 // branch's postal data when missing.
 long ResolvePostalZone(CZonaPostaleCompletaSet& zones, CProcedureId& ids, const CSedeCompletaSet& branch);
+
+// The branch of `companyId` in zone `zoneId` ("( IDAZIENDA = %ld ) AND ( IDZONAPOSTALE = %ld ) "),
+// added under a new GET_ID_SEDE key as the main branch when missing, gets `address`. True when
+// it existed. The partner imports place a customer's branch so.
+bool WriteZoneBranch(CSedeSet& branches, CProcedureId& ids, long companyId, long zoneId, const CString& address);
 
 // Writes a source branch's DESCRIZIONE, INDIRIZZO and F_SEDE_PRINCIPALE and the zone into
 // `target` (a branch being added or edited).

@@ -19,7 +19,9 @@
 #include "partners/solvar/import_solvar_articoli.h"
 #include "partners/solvar/import_solvar_azienda.h"
 #include "partners/solvar/import_solvar_classificazione_articoli.h"
+#include "partners/solvar/import_solvar_fatture.h"
 #include "partners/solvar/import_solvar_provvigioni.h"
+#include "partners/solvar/import_solvar_stato_ordini.h"
 #include "publishing/export_media_catalogo.h"
 #include "publishing/ftp_download.h"
 #include "publishing/ftp_upload.h"
@@ -42,11 +44,11 @@ const std::vector<ProcedureEntry>& KnownProcedures() {
       {3, "CTarvoImportSolvarAzienda", "Importazione clienti Solvar", Make<CTarvoImportSolvarAzienda>},
       {4, "CTarvoImportWebOrdini", "Importazione ordini da database web/agente", Make<CTarvoImportWebOrdini>},
       {5, "CTarvoHttpDownload", "Scaricamento foto articoli via HTTP", Make<CTarvoHttpDownload>},
-      {6, "CTarvoImportSolvarStatoOrdini", "Importazione stato ordini Solvar", nullptr},
+      {6, "CTarvoImportSolvarStatoOrdini", "Importazione stato ordini Solvar", Make<CTarvoImportSolvarStatoOrdini>},
       {9, "CTarvoImportWebStatoOrdini", "Importazione stato ordini da database web", Make<CTarvoImportWebStatoOrdini>},
       {10, "CTarvoImportAgenteFatture", "Importazione fatture da database agente", Make<CTarvoImportAgenteFatture>},
       {11, "CTarvoImportAgenteProvvigioni", "Importazione provvigioni da database agente", Make<CTarvoImportAgenteProvvigioni>},
-      {12, "CTarvoImportSolvarFatture", "Importazione fatture Solvar", nullptr},
+      {12, "CTarvoImportSolvarFatture", "Importazione fatture Solvar", Make<CTarvoImportSolvarFatture>},
       {13, "CTarvoImportSolvarProvvigioni", "Importazione provvigioni Solvar", Make<CTarvoImportSolvarProvvigioni>},
       {14, "CTarvoImportAgenteClienti", "Importazione clienti inseriti dall'agente", Make<CTarvoImportAgenteClienti>},
       {15, "CTarvoImportGiacenze", "Importazione giacenze di magazzino", Make<CTarvoImportGiacenze>},

@@ -1,5 +1,6 @@
 #include "partners/fixed_width.h"
 
+#include <algorithm>
 #include <cctype>
 #include <charconv>
 #include <clocale>
@@ -137,7 +138,12 @@ CString FormatField(const CFieldSpec& f, const CString& value) {
     case EFieldFormat::kText:
       return FitText(value, f.width, f.align);
     case EFieldFormat::kDecimal: {
-      CString text = FormatWithPattern(DecimalPattern(f.width, f.precision, f.sign).c_str(), TextToDouble(value));
+      const int printed = f.decimal ? f.width : f.width + 1;
+      CString text = FormatWithPattern(DecimalPattern(printed, f.precision, f.sign).c_str(), TextToDouble(value));
+      if (!f.decimal) {
+        text.erase(std::remove(text.begin(), text.end(), '.'), text.end());
+        return text;
+      }
       for (char& c : text)
         if (c == '.') c = f.decimal;
       return text;

@@ -50,7 +50,8 @@ struct CFieldSpec {
   EFieldFormat format = EFieldFormat::kText;
   int precision = 0;     // kDecimal: digits after the separator
   bool sign = false;     // kDecimal: always print the sign
-  char decimal = ',';    // kDecimal: the separator written in place of the point
+  char decimal = ',';    // kDecimal: the separator written in place of the point; '\0': none, the
+                         // point is removed (implied decimals: width + 1 printed, then cut)
   EAlign align = EAlign::kLeft;  // kText only
 };
 

@@ -142,6 +142,16 @@ bool RenameFile(const CString& from, const CString& to) {
   return std::rename(NativePath(from).c_str(), NativePath(to).c_str()) == 0;
 }
 
+bool RenameFileNoReplace(const CString& from, const CString& to) {
+  const CString a = NativePath(from), b = NativePath(to);
+  if (::renameat2(AT_FDCWD, a.c_str(), AT_FDCWD, b.c_str(), RENAME_NOREPLACE) == 0) return true;
+  if (errno != EINVAL && errno != ENOSYS) return false;
+  // A file system without the flag: a new link fails when the name is taken.
+  if (::link(a.c_str(), b.c_str()) != 0) return false;
+  ::unlink(a.c_str());
+  return true;
+}
+
 bool RemoveFile(const CString& path) { return std::remove(NativePath(path).c_str()) == 0; }
 
 }  // namespace tarvo

@@ -46,6 +46,9 @@ struct CFileStatus {
 bool GetFileStatus(const CString& path, CFileStatus& status);
 // Renames `from` to `to`, replacing `to` if it exists; false (errno set) on failure.
 bool RenameFile(const CString& from, const CString& to);
+// Renames `from` to `to` only when `to` does not exist yet; false (errno set, EEXIST when `to`
+// exists) otherwise. Atomic: two processes never both get the same free name.
+bool RenameFileNoReplace(const CString& from, const CString& to);
 // Removes a file; false (errno set) when it cannot.
 bool RemoveFile(const CString& path);
 }  // namespace tarvo

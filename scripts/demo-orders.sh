@@ -10,15 +10,7 @@
 #   10    web -> agent      ... and hers on to the laptop
 # After each run it prints the orders and invoices of each database. Everything lands in
 # build/demo-orders (logs in run.log).
-set -euo pipefail
-cd "$(dirname "$0")/.."
-./scripts/bootstrap.sh
-cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTARVO_BUILD_BENCH=OFF >/dev/null
-cmake --build build -j"$(nproc)" --target tarvo-exchange
-exe=./build/tarvo-exchange
-demo=build/demo-orders
-rm -rf "$demo"
-mkdir -p "$demo"
+source "$(dirname "$0")/demo-prepare.sh" build/demo-orders
 
 # The laptop and the company start from the demo company, but the company has none of the
 # agent's orders yet. The web database starts empty: every customer is new to it.

@@ -2,14 +2,7 @@
 # Sets up, builds, creates the demo company database (SQLite) and runs an exchange procedure on it:
 # the Solvar article master export (1008), or, in a build without it, the first sample driver
 # export. The procedure's files land in build/demo/out, its log in build/demo/run.log.
-set -euo pipefail
-cd "$(dirname "$0")/.."
-./scripts/bootstrap.sh
-cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTARVO_BUILD_BENCH=OFF >/dev/null
-cmake --build build -j"$(nproc)" --target tarvo-exchange
-exe=./build/tarvo-exchange
-demo=build/demo
-rm -rf "$demo"
+source "$(dirname "$0")/demo-prepare.sh" build/demo
 mkdir -p "$demo/out"
 "$exe" --version
 "$exe" init --db "$demo/company.db" --demo --root-dir "$demo/root"

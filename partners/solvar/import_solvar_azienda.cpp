@@ -189,17 +189,7 @@ void CTarvoImportSolvarAzienda::ImportCliente(const CFixedWidthLine& line, CReco
     if (FindRow(s.province, StrFormat("SIGLA = '%s'", DoubleQuotes(province).c_str())))
       zone = AddPostalZone(s.zone, s.ids, {cap, locality, province, "", ""});
   }
-  if (zone > 0) {
-    if (!AddOrEdit(s.sedi, StrFormat("( IDAZIENDA = %ld ) AND ( IDZONAPOSTALE = %ld ) ", customer, zone))) {
-      const long branch = s.ids.GetNewId("GET_ID_SEDE");
-      s.sedi.m_ID = branch;
-      s.sedi.m_F_SEDE_PRINCIPALE = 1;
-      s.sedi.m_IDAZIENDA = customer;
-    }
-    s.sedi.m_INDIRIZZO = address;
-    s.sedi.m_IDZONAPOSTALE = zone;
-    s.sedi.Update();
-  }
+  if (zone > 0) WriteZoneBranch(s.sedi, s.ids, customer, zone, address);
 
   // Commercial terms: discount class and agent.
   if (!AddOrEdit(s.condizioni, StrFormat("ID_AZIENDA = %ld", customer))) s.condizioni.m_ID_AZIENDA = customer;

@@ -624,10 +624,15 @@ CREATE TRIGGER TR_CC_USER_ID BEFORE INSERT ON CC_USER
 -- Recomputes the totals of a document from its lines:
 --   {call AGGIORNA_TOTALI_DOCUMENTO(document, price precision,
 --                                   total precision, rounding)}
--- Taxable amount = sum of the line amounts, VAT = sum of amount x rate,
--- both rounded to the total precision; the document total adds the
--- rounding amount given as the fourth argument. Returns the number of
--- documents updated (0 or 1).
+-- The VAT summary of an Italian invoice: each line's amount (IMPORTO, none
+-- counting as 0) rounded to the price precision; the lines grouped by VAT
+-- rate (ALIQUOTA_IVA, none counting as 0); per rate, the taxable amount is
+-- the sum of its lines rounded to the total precision and its VAT that
+-- amount x rate / 100 rounded to the total precision (VAT is computed per
+-- rate, never per line). TOTALE_IMPONIBILE and TOTALE_IVA are the sums over
+-- the rates, TOTALE_DOCUMENTO = both + the rounding amount, rounded to the
+-- total precision. A document without lines gets zero totals. Returns the
+-- number of documents updated (0 or 1). The SQLite schema has the same rule.
 CREATE FUNCTION AGGIORNA_TOTALI_DOCUMENTO(
     P_ID_DOCUMENTO INTEGER,
     P_PRECISIONE_PREZZI INTEGER,
@@ -640,17 +645,21 @@ DECLARE
     V_IVA NUMERIC;
     V_RIGHE INTEGER;
 BEGIN
-    SELECT ROUND(COALESCE(SUM(IMPORTO), 0)::NUMERIC, P_PRECISIONE_TOTALI),
-           ROUND(COALESCE(SUM(IMPORTO * COALESCE(ALIQUOTA_IVA, 0) / 100), 0)::NUMERIC,
-                 P_PRECISIONE_TOTALI)
+    SELECT COALESCE(SUM(R.IMPONIBILE), 0),
+           COALESCE(SUM(ROUND(R.IMPONIBILE * R.ALIQUOTA / 100, P_PRECISIONE_TOTALI)), 0)
       INTO V_IMPONIBILE, V_IVA
-      FROM VOCI_DOCUMENTO
-     WHERE ID_DOCUMENTO = P_ID_DOCUMENTO;
+      FROM (SELECT COALESCE(ALIQUOTA_IVA, 0)::NUMERIC AS ALIQUOTA,
+                   ROUND(SUM(ROUND(COALESCE(IMPORTO, 0)::NUMERIC, P_PRECISIONE_PREZZI)),
+                         P_PRECISIONE_TOTALI) AS IMPONIBILE
+              FROM VOCI_DOCUMENTO
+             WHERE ID_DOCUMENTO = P_ID_DOCUMENTO
+             GROUP BY COALESCE(ALIQUOTA_IVA, 0)) R;
 
     UPDATE DOCUMENTO
        SET TOTALE_IMPONIBILE = V_IMPONIBILE,
            TOTALE_IVA = V_IVA,
-           TOTALE_DOCUMENTO = V_IMPONIBILE + V_IVA + COALESCE(P_ARROTONDAMENTO, 0)
+           TOTALE_DOCUMENTO = ROUND(V_IMPONIBILE + V_IVA + COALESCE(P_ARROTONDAMENTO, 0),
+                                    P_PRECISIONE_TOTALI)
      WHERE ID = P_ID_DOCUMENTO;
     GET DIAGNOSTICS V_RIGHE = ROW_COUNT;
     RETURN V_RIGHE;

@@ -574,14 +574,36 @@ END;
 -- Document totals
 -- ---------------------------------------------------------------------------
 
--- SQLite has no AGGIORNA_TOTALI_DOCUMENTO procedure. The caller runs the same
--- computation as the PostgreSQL function, with ?1 = document, ?2 = total
--- precision, ?3 = rounding amount:
---   UPDATE DOCUMENTO SET
---       TOTALE_IMPONIBILE = (SELECT ROUND(COALESCE(SUM(IMPORTO), 0), ?2)
---                              FROM VOCI_DOCUMENTO WHERE ID_DOCUMENTO = ?1),
---       TOTALE_IVA = (SELECT ROUND(COALESCE(SUM(IMPORTO * COALESCE(ALIQUOTA_IVA, 0) / 100), 0), ?2)
---                       FROM VOCI_DOCUMENTO WHERE ID_DOCUMENTO = ?1)
---    WHERE ID = ?1;
---   UPDATE DOCUMENTO SET TOTALE_DOCUMENTO = TOTALE_IMPONIBILE + TOTALE_IVA + ?3
---    WHERE ID = ?1;
+-- AGGIORNA_TOTALI_DOCUMENTO: SQLite has no stored procedures, so a procedure
+-- is a view of its parameters whose INSTEAD OF INSERT trigger holds the body;
+-- the ODBC layer runs the call "{call AGGIORNA_TOTALI_DOCUMENTO( 7, 2, 2, 0.00)}"
+-- as "INSERT INTO AGGIORNA_TOTALI_DOCUMENTO VALUES ( 7, 2, 2, 0.00)".
+-- The rule is the PostgreSQL function's: line amounts rounded to the price
+-- precision, summed per VAT rate; per rate the taxable amount rounded to the
+-- total precision and its VAT (amount x rate / 100) rounded to the total
+-- precision; the document's totals are the sums over the rates, and the
+-- document total adds the rounding amount.
+CREATE VIEW AGGIORNA_TOTALI_DOCUMENTO AS
+SELECT 0 AS P_ID_DOCUMENTO, 0 AS P_PRECISIONE_PREZZI, 0 AS P_PRECISIONE_TOTALI,
+       0.0 AS P_ARROTONDAMENTO
+ WHERE 0;
+
+CREATE TRIGGER TR_AGGIORNA_TOTALI_DOCUMENTO INSTEAD OF INSERT ON AGGIORNA_TOTALI_DOCUMENTO
+BEGIN
+    UPDATE DOCUMENTO
+       SET (TOTALE_IMPONIBILE, TOTALE_IVA) = (
+           SELECT ROUND(COALESCE(SUM(R.IMPONIBILE), 0), NEW.P_PRECISIONE_TOTALI),
+                  ROUND(COALESCE(SUM(ROUND(R.IMPONIBILE * R.ALIQUOTA / 100, NEW.P_PRECISIONE_TOTALI)), 0),
+                        NEW.P_PRECISIONE_TOTALI)
+             FROM (SELECT COALESCE(ALIQUOTA_IVA, 0) AS ALIQUOTA,
+                          ROUND(SUM(ROUND(COALESCE(IMPORTO, 0), NEW.P_PRECISIONE_PREZZI)),
+                                NEW.P_PRECISIONE_TOTALI) AS IMPONIBILE
+                     FROM VOCI_DOCUMENTO
+                    WHERE ID_DOCUMENTO = NEW.P_ID_DOCUMENTO
+                    GROUP BY COALESCE(ALIQUOTA_IVA, 0)) R)
+     WHERE ID = NEW.P_ID_DOCUMENTO;
+    UPDATE DOCUMENTO
+       SET TOTALE_DOCUMENTO = ROUND(TOTALE_IMPONIBILE + TOTALE_IVA + COALESCE(NEW.P_ARROTONDAMENTO, 0),
+                                    NEW.P_PRECISIONE_TOTALI)
+     WHERE ID = NEW.P_ID_DOCUMENTO;
+END;

@@ -41,6 +41,8 @@ INSTANTIATE_TEST_SUITE_P(
         FieldCase{"unsigned percentage", {"p", 0, 5, EF::kDecimal, 2}, "22", "22,00"},
         FieldCase{"point kept when asked", {"r", 0, 4, EF::kDecimal, 2, false, '.'}, "4", "4.00"},
         FieldCase{"too wide number grows", {"r", 0, 4, EF::kDecimal, 2, false, '.'}, "21", "21.00"},
+        FieldCase{"implied decimals", {"q", 0, 9, EF::kDecimal, 2, false, '\0'}, "10.5", "000001050"},
+        FieldCase{"implied decimals of a rate", {"r", 0, 5, EF::kDecimal, 2, false, '\0'}, "22", "02200"},
         FieldCase{"whole number zero padded", {"n", 0, 7, EF::kInteger}, "24", "0000024"},
         FieldCase{"whole number from decimal text", {"n", 0, 7, EF::kInteger}, "24.9", "0000024"},
         FieldCase{"empty whole number", {"n", 0, 7, EF::kInteger}, "", "0000000"},

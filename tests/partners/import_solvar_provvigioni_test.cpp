@@ -14,8 +14,7 @@ class SolvarCommissionImport : public SolvarImport {
   void SetUp() override {
     SolvarImport::SetUp();
     if (IsSkipped() || HasFailure()) return;
-    target_->LoadSchema("demo/demo.sql");
-    CUserAdministrator::SetCurrentUser(3, 1, 1);
+    LoadDemo();
   }
   int RunOn(const std::string& folder) {
     CTarvoImportSolvarProvvigioni p;

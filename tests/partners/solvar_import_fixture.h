@@ -10,6 +10,7 @@
 
 #include "framework/tarvo_import.h"
 #include "platform/records/record_set.h"
+#include "platform/settings.h"
 #include "support/recording_window.h"
 #include "support/test_db.h"
 
@@ -26,6 +27,12 @@ class SolvarImport : public DbTest {
   void NewTarget() {
     target_ = &NewDatabase();
     target_->LoadSchema("company.sql");
+  }
+
+  // The demo company in the target, the demo agent (3, company 1, site 1) logged in.
+  void LoadDemo() {
+    target_->LoadSchema("demo/demo.sql");
+    CUserAdministrator::SetCurrentUser(3, 1, 1);
   }
 
   static std::string Data(const std::string& set) { return std::string(TARVO_TEST_DATA_DIR) + "/solvar/" + set; }
