@@ -74,7 +74,7 @@ long CTarvoImportSolvarStatoOrdini::ImportCliente(const CDocumentCustomer& c, co
 
 long CTarvoImportSolvarStatoOrdini::ImportTestata(const CString& title, const CFixedWidthLine& header, long customer) {
   CRecordSets& s = *m_pSets;
-  const CRecordLayout& head = StatoOrdineTestataLayout();
+  const CRecordLayout& head = OrdineTestataLayout();
   const CDocumentCustomer c = ReadDocumentCustomer(header);
   const CFieldSpec& dateField = FieldOf(head, "DATA_DOCUMENTO");
   const std::optional<CDBTimestamp> date = header.Date(dateField.offset);
@@ -132,7 +132,7 @@ long CTarvoImportSolvarStatoOrdini::ImportTestata(const CString& title, const CF
 
 void CTarvoImportSolvarStatoOrdini::ImportVoci(long document, CFixedWidthReader& lines, CString& article) {
   CRecordSets& s = *m_pSets;
-  const CRecordLayout& row = StatoOrdineRigaLayout();
+  const CRecordLayout& row = OrdineRigaLayout();
   Log(" - Aggiornamento dettaglio ordine", TMS_NONE);
   CVociDocumentoSet& voce = s.voci;
   ReplaceDocumentLines(*m_pInDatabase, voce, document, lines, [&](const CFixedWidthLine& line) {
@@ -182,7 +182,7 @@ CDocumentOutcome CTarvoImportSolvarStatoOrdini::Fail(std::initializer_list<CStri
 
 CDocumentOutcome CTarvoImportSolvarStatoOrdini::ImportStatoOrdine(const CString& title, const CFixedWidthLine& header,
                                                                    CFixedWidthReader& lines) {
-  const CRecordLayout& head = StatoOrdineTestataLayout();
+  const CRecordLayout& head = OrdineTestataLayout();
   const CDocumentCustomer c = ReadDocumentCustomer(header);
   const CString customerCode = header.Raw(FieldOf(head, "CODICE_CLIENTE").offset, FieldOf(head, "CODICE_CLIENTE").width);
   // The customer fields are compared and stored without the blanks that pad them in the file:

@@ -5,22 +5,20 @@
 // tables; thread-safe.
 //
 // Numbers: the invoice carries them with a decimal comma; the order and status files with
-// implied decimals (kDecimal with no separator: "000001050" is 10.50).
+// implied decimals (kImplied: "000001050" is 10.50).
 #pragma once
 
 #include "partners/fixed_width.h"
+#include "partners/solvar/solvar_files.h"
 
 namespace tarvo::solvar {
 
 inline constexpr const char* kPatternFatture = "*.FAT";
 inline constexpr const char* kPatternStatoOrdini = "*.tra";
 
-// The customer block that opens both headers (offsets 0 to 168): RAGIONESOCIALE (80), INDIRIZZO
-// (30), LOCALITA (25), CAP (5), PROVINCIA (2), PARTITAIVA (11), CODICEFISCALE (16).
-const partner::CRecordLayout& ClienteDocumentoLayout();
-
-// ".FAT" record 1, 195 bytes: the customer block, NUMERO (6), DATA_DOCUMENTO (DDMMYY), SCONTO
-// (header value, "005,00"), ID_AGENTE_SEDE_SOCIETA (2), CODICE_CLIENTE (6).
+// ".FAT" record 1, 195 bytes: the customer block (partner::CustomerBlockLayout), NUMERO (6),
+// DATA_DOCUMENTO (DDMMYY), SCONTO (header value, "005,00"), ID_AGENTE_SEDE_SOCIETA (2),
+// CODICE_CLIENTE (6).
 const partner::CRecordLayout& FatturaTestataLayout();
 // ".FAT" records 2 on, 117 bytes: ID_ARTICOLO (13; empty or "ZZZ": a description line),
 // DESCRIZIONE (30), QUANTITA, PREZZO, IMPORTO, SCONTO_1, SCONTO_2, SCONTO_5 (decimal comma), 12
@@ -28,16 +26,9 @@ const partner::CRecordLayout& FatturaTestataLayout();
 // end of the line).
 const partner::CRecordLayout& FatturaRigaLayout();
 
-// ".tra" record 1 (the order file's header), 1142 bytes: the customer block, delivery, contacts,
-// order ID and dates, notes, header value, bank, payment, transport and carriage texts, then
-// ID_AGENTE_SEDE_SOCIETA (2), STATO (the partner's status letter), NUMERO_DOCUMENTO (the
-// partner's number, 6) and CODICE_CLIENTE (6), which the company's own order files leave blank
-// or zero.
-const partner::CRecordLayout& StatoOrdineTestataLayout();
-// ".tra" records 2 on (the order file's lines), 157 bytes: ID_ARTICOLO (13), QUANTITA, PREZZO,
-// PREZZO_NETTO, QUANTITA_EVASA (9, two implied decimals), IMPORTO (14, five), SCONTO_1 to
-// SCONTO_5 (5, two), DESCRIZIONE (60), CODICE_IVA (2), ALIQUOTA_IVA (5, two), ID_UNITA_MISURA (2).
-const partner::CRecordLayout& StatoOrdineRigaLayout();
+// ".tra" files are the company's own order files (OrdineTestataLayout, OrdineRigaLayout in
+// partners/solvar/solvar_files.h) with the header's last fields filled in by the partner: STATO
+// (the status letter), NUMERO_DOCUMENTO (the partner's number) and CODICE_CLIENTE.
 
 // The status letters of a ".tra" header and the order state each sets: "A" 3, "E" 4, "R" 7,
 // "P" 8 (upper-cased first); any other letter -1.

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <memory>
 
+#include "partners/order_file_fields.h"
 #include "partners/solvar/solvar_document_files.h"
 #include "partners/solvar/solvar_files.h"
 #include "platform/files.h"
@@ -164,7 +165,7 @@ int RunDocumentFolder(CTarvoImport& p, const CDocumentFolder& folder, const std:
 }
 
 CDocumentCustomer ReadDocumentCustomer(const CFixedWidthLine& header) {
-  const partner::CRecordLayout& layout = ClienteDocumentoLayout();
+  const partner::CRecordLayout& layout = partner::CustomerBlockLayout();
   auto text = [&](const char* name) { return header.Text(partner::FieldOf(layout, name)); };
   return {text("RAGIONESOCIALE"), text("INDIRIZZO"), text("LOCALITA"),     text("CAP"),
           text("PROVINCIA"),      text("PARTITAIVA"), text("CODICEFISCALE")};

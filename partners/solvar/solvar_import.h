@@ -103,7 +103,7 @@ struct CDocumentFolder {
 int RunDocumentFolder(CTarvoImport& procedure, const CDocumentFolder& folder, const std::function<void()>& begin,
                       const std::function<void()>& end);
 
-// The customer block of a document header (ClienteDocumentoLayout), text fields without their
+// The customer block of a document header (partner::CustomerBlockLayout), text fields without their
 // trailing blanks.
 struct CDocumentCustomer {
   CString name, address, locality, cap, province, vatNumber, taxCode;

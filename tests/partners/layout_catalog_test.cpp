@@ -5,6 +5,7 @@
 
 #include <set>
 
+#include "partners/solvar/solvar_document_files.h"
 #include "partners/solvar/solvar_files.h"
 #include "platform/files.h"
 
@@ -32,10 +33,12 @@ TEST(LayoutCatalog, EveryLayoutIsWellFormedAndTheKnownFilesAreThere) {
       }
     }
   }
-  for (const char* name : {"solvar-articoli", "solvar-clienti", "solvar-ordini", "pellor-articoli", "pellor-ordini"})
+  for (const char* name : {"solvar-articoli", "solvar-clienti", "solvar-ordini", "solvar-fatture", "pellor-articoli", "pellor-ordini"})
     EXPECT_TRUE(names.count(name)) << name;
   EXPECT_EQ(RecordLength(solvar::OrdineTestataLayout()), 1142);
   EXPECT_EQ(RecordLength(solvar::OrdineRigaLayout()), 157);
+  EXPECT_EQ(RecordLength(solvar::FatturaTestataLayout()), 195);
+  EXPECT_EQ(RecordLength(solvar::FatturaRigaLayout()), 117);
   EXPECT_EQ(RecordLength(*FindLayout("pellor-ordini")->records[0].layout), 1127);
   EXPECT_EQ(RecordLength(*FindLayout("pellor-ordini")->records[1].layout), 78);
 }
@@ -44,7 +47,8 @@ TEST(LayoutCatalog, EveryLayoutIsWellFormedAndTheKnownFilesAreThere) {
 TEST(Inspect, SampleFilesFitTheLayoutTheirNameChooses) {
   for (const char* path : {"solvar/demo/articoli.txt", "solvar/demo/aliquiva.txt", "solvar/demo/albero.txt",
                            "solvar/clienti/clienti.txt", "solvar/provvigioni/provv.txt", "solvar/ordini/07000005.ord",
-                           "solvar/ordini-edge/00000123.ord"}) {
+                           "solvar/ordini-edge/00000123.ord", "solvar/fatture/000007.FAT",
+                           "solvar/stato_ordini/07000005.tra"}) {
     std::vector<const CFileLayout*> layouts = LayoutsForFile(path);
     ASSERT_FALSE(layouts.empty()) << path;
     const CString bytes = Data(path);
