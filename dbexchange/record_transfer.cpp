@@ -122,17 +122,12 @@ class CBatchedCopy {
     std::vector<CPendingRow> rows = std::move(pending_);
     pending_.clear();
     touched_.clear();
-    batch_.Savepoint();
-    try {
-      batch_.Execute();
-    } catch (const CDBException&) {
-      batch_.Clear();
-      batch_.RollbackToSavepoint();
+    bool replayed = false;
+    batch_.ExecuteOrReplay([&] {
+      replayed = true;
       for (const CPendingRow& row : rows) RunRow(row);
-      batch_.ReleaseSavepoint();
-      return;
-    }
-    batch_.ReleaseSavepoint();
+    });
+    if (replayed) return;
     for (const CPendingRow& row : rows)
       if (row.hasLine) procedure_.Log(row.line, TMS_NONE);
   }
@@ -246,6 +241,64 @@ bool CopyTable(CTarvoImport& procedure, CRecordSetBase& source, CRecordSetBase& 
   source.Close();
   target.Close();
   return completed;
+}
+
+CInsertQueue::CInsertQueue(CRecordSetBase& target) : target_(target) {
+  for (int i = 0; i < target_.GetFieldCount(); ++i) {
+    if (target_.IsKeyField(i)) key_ = i;
+    else columns_.push_back(i);
+  }
+}
+
+CInsertQueue::~CInsertQueue() = default;
+
+void CInsertQueue::Add() {
+  CDatabase* db = target_.GetDatabase();
+  auto written = [&](int c) { return target_.IsFieldWritten(c); };
+  const bool batched = db && db->InTransaction() && !columns_.empty() && CRecordBatch::Supported(target_) &&
+                       key_ >= 0 && !written(key_) && std::all_of(columns_.begin(), columns_.end(), written);
+  if (!batched) {
+    Flush();
+    target_.Update();
+    return;
+  }
+  std::vector<CDBValue> values;
+  try {
+    for (int c : columns_) values.push_back(target_.GetParameterValue(c));
+  } catch (...) {  // a value its column cannot take: Update would have refused it after the rows before
+    Flush();
+    throw;
+  }
+  target_.CancelUpdate();
+  if (!batch_) batch_ = std::make_unique<CRecordBatch>(target_, columns_);
+  batch_->AddInsert(values);
+  pending_.push_back(std::move(values));
+  if (batch_->Size() >= batch_->Capacity()) Flush();
+}
+
+void CInsertQueue::Write(const std::vector<CDBValue>& values) {
+  target_.AddNew();
+  for (size_t k = 0; k < columns_.size(); ++k) target_.SetFieldValue(columns_[k], values[k]);
+  target_.Update();
+}
+
+void CInsertQueue::Flush() {
+  if (pending_.empty()) return;
+  std::vector<std::vector<CDBValue>> rows = std::move(pending_);
+  pending_.clear();
+  // A single row goes as it would alone: no savepoint needed to tell its error.
+  if (rows.size() == 1) {
+    batch_->Clear();
+    return Write(rows.front());
+  }
+  batch_->ExecuteOrReplay([&] {
+    for (const std::vector<CDBValue>& row : rows) Write(row);
+  });
+}
+
+void CInsertQueue::Clear() {
+  pending_.clear();
+  if (batch_) batch_->Clear();
 }
 
 }  // namespace tarvo::exchange
