@@ -70,8 +70,9 @@ struct CTableCopy {
 //
 // Inside a transaction on the target (the caller's own, committed or rolled back as a whole)
 // and with a key filter of the form "COLUMN = '%s'" on the table's text key, the copy takes few
-// round trips to a server: the target's keys are read once per table, and the rows go out in
-// multi-row statements (CRecordBatch). What the caller and the log see is the row-by-row copy's:
+// round trips to a server: the target's rows are read once per table, a row the target already
+// holds with the same values is not written again, and the others go out in multi-row
+// statements (CRecordBatch). What the caller and the log see is the row-by-row copy's:
 // the row lines come in the same order, each before anything logged after its row, and are
 // released once their batch is written; a batch the database refuses is rolled back to its
 // savepoint and its rows run again one by one, so the error text, and the rows logged before
