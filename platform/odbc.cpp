@@ -538,9 +538,13 @@ CODBCRecordset::~CODBCRecordset() { Close(); }
 
 bool CODBCRecordset::Open(const CString& sql, const std::vector<CDBValue>& params) {
   Close();
-  if (stmt_ && stmt_->Sql() == sql) {
+  // A blank text is prepared too: psqlODBC runs a prepared empty query with no result, but
+  // refuses it when sent directly.
+  const bool blank = sql.find_first_not_of(" \t\r\n") == CString::npos;
+  if ((stmt_ && stmt_->Sql() == sql) || blank) {
     // The same query again: prepared now, each later run sends only its values.
-    if (!stmt_->IsPrepared()) stmt_->Prepare(sql);
+    if (!stmt_) stmt_ = std::make_unique<CODBCStatement>(db_);
+    if (!stmt_->IsPrepared() || stmt_->Sql() != sql) stmt_->Prepare(sql);
     stmt_->Execute(params);
   } else {
     // A query of its own (a filter with its values in the text, as a row lookup has): run once,
