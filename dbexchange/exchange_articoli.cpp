@@ -41,9 +41,6 @@ CTablePair MakePair(CDatabase* out, CDatabase* in) {
 }  // namespace
 
 int CTarvoExchangeArticoli::Run() {
-  // The whole copy is one transaction that ends at the first error: the driver need not guard
-  // each statement with a savepoint of its own (the batches of CopyTable take their own).
-  if (m_pInDatabase && !m_pInDatabase->IsOpen()) m_pInDatabase->SetStatementSavepoints(false);
   if (OpenDatabases(*this, EOpenOrder::kOutFirst) != EOpened::kBoth) {
     NotifyFinished(0);
     return 0;

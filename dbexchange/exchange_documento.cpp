@@ -1,6 +1,7 @@
 #include "dbexchange/exchange_documento.h"
 
 #include "dbexchange/record_transfer.h"
+#include "dbexchange/run_support.h"
 #include "platform/records/unita_misura_set.h"
 
 using tarvo::StrFormat;
@@ -56,6 +57,25 @@ void CTarvoExchangeDocumento::AddLineCopy(const CVociDocumentoSet& source, CVoci
   target.m_ID_DOCUMENTO = documentId;
 }
 
+void CTarvoExchangeDocumento::CopyLines(CDocumentRecords& r, long sourceId, long documentId,
+                                        const std::function<void()>& adjust) {
+  try {
+    for (OpenLines(r.sourceLines, sourceId); !r.sourceLines.IsEOF(); r.sourceLines.MoveNext()) {
+      AddLineCopy(r.sourceLines, r.targetLines, documentId);
+      if (adjust) adjust();
+      r.newLines.Add();
+    }
+  } catch (const CDBException&) {
+    // The transaction is lost and will be rolled back: the queued lines with it.
+    r.newLines.Clear();
+    throw;
+  } catch (...) {
+    r.newLines.Flush();  // a line before the faulty value's comes first, as row by row
+    throw;
+  }
+  r.newLines.Flush();
+}
+
 void CTarvoExchangeDocumento::OpenLines(CVociDocumentoSet& lines, long documentId) {
   lines.m_strFilter = StrFormat("ID_DOCUMENTO = %ld", documentId);
   if (lines.IsOpen()) lines.Requery();
@@ -73,16 +93,7 @@ bool CTarvoExchangeDocumento::CommitBoth(bool inFirst) {
 }
 
 int CTarvoExchangeDocumento::RunDocuments(const CDocumentRun& run, const CTransfer& transfer) {
-  auto open = [this](bool in) { return in ? OpenInDatabase(false) : OpenOutDatabase(false); };
-  auto close = [this](bool in) { return in ? CloseInDatabase() : CloseOutDatabase(); };
-  if (!open(run.openInFirst)) {
-    close(run.openInFirst);
-    NotifyFinished(0);
-    return 0;
-  }
-  if (!open(!run.openInFirst)) {
-    close(run.openInFirst);
-    close(!run.openInFirst);
+  if (OpenDatabases(*this, run.openInFirst ? EOpenOrder::kInFirst : EOpenOrder::kOutFirst) != EOpened::kBoth) {
     NotifyFinished(0);
     return 0;
   }

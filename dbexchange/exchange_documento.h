@@ -15,6 +15,7 @@
 #include <memory>
 
 #include "dbexchange/customer_resolution.h"
+#include "dbexchange/record_transfer.h"
 #include "framework/tarvo_import.h"
 #include "platform/records/documento_set.h"
 #include "platform/records/voci_documento_set.h"
@@ -35,6 +36,7 @@ class CTarvoExchangeDocumento : public CTarvoImport {
     CDocumentoSet source, target;
     CVociDocumentoSet sourceLines, targetLines;
     tarvo::exchange::CCustomerResolver customers;
+    tarvo::exchange::CInsertQueue newLines{targetLines};  // lines added by CopyLines
   };
 
   // What differs between the runs of the document exchanges.
@@ -70,6 +72,12 @@ class CTarvoExchangeDocumento : public CTarvoImport {
   // Adds to `target` a copy of the source's current line (null state included) belonging to
   // `documentId`; its ID is left to the destination unless the caller sets it before Update.
   static void AddLineCopy(const CVociDocumentoSet& source, CVociDocumentoSet& target, long documentId);
+  // Adds to the destination a copy of every line of the source document `sourceId` (in its line
+  // order) belonging to `documentId`, as AddLineCopy makes it and `adjust` (if given) finishes it;
+  // the line IDs are left to the destination. The lines are written in batches, all of them
+  // before CopyLines returns, and the error of a refused line is its own.
+  static void CopyLines(CDocumentRecords& records, long sourceId, long documentId,
+                        const std::function<void()>& adjust = {});
   // Opens `lines` on the lines of document `documentId` ("ID_DOCUMENTO = %ld").
   static void OpenLines(CVociDocumentoSet& lines, long documentId);
   // Commits the in database's transaction and then the out database's; true when both ended

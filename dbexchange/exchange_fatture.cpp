@@ -38,16 +38,14 @@ int CTarvoExchangeFatture::TransferInvoice(CDocumentRecords& r) {
   invoice.Update();
 
   m_pInDatabase->ExecuteSQL(StrFormat("DELETE FROM VOCI_DOCUMENTO WHERE ID_DOCUMENTO = %ld", id));
-  for (OpenLines(r.sourceLines, invoice.m_ID); !r.sourceLines.IsEOF(); r.sourceLines.MoveNext()) {
-    AddLineCopy(r.sourceLines, r.targetLines, id);
+  CopyLines(r, invoice.m_ID, id, [&] {
     // A unit given on the source is taken as it is; a missing one stays missing, and the check
     // then sees an empty code.
     if (r.sourceLines.IsFieldNull(&r.sourceLines.m_ID_UNITA_MISURA)) {
       r.targetLines.SetFieldNull(&r.targetLines.m_ID_UNITA_MISURA);
       CheckUnitaMisura(r.targetLines.m_ID_UNITA_MISURA);
     }
-    r.targetLines.Update();
-  }
+  });
   CommitBoth(false);
   Log(StrFormat(" - %s fattura %s/%ld (codice %ld)", m_nDirezione ? "Esportata" : "Importata",
                 invoice.m_SERIE.c_str(), invoice.m_NUMERO, invoice.m_ID),

@@ -49,10 +49,7 @@ int CTarvoExchangeOrdini::TransferOrder(CDocumentRecords& r) {
   if (m_nDirezione == 0) order.m_F_MODIFICATO = 1;
   order.Update();
 
-  for (OpenLines(r.sourceLines, order.m_ID); !r.sourceLines.IsEOF(); r.sourceLines.MoveNext()) {
-    AddLineCopy(r.sourceLines, r.targetLines, id);
-    r.targetLines.Update();
-  }
+  CopyLines(r, order.m_ID, id);
   CommitBoth(false);
   Log(StrFormat(" - %s ordine %s/%ld (codice %ld)", m_nDirezione ? "Esportato" : "Importato", order.m_SERIE.c_str(),
                 order.m_NUMERO, order.m_ID),

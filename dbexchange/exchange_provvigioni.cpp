@@ -51,8 +51,7 @@ int CTarvoExchangeProvvigioni::Run() {
       target->Open();
       if (target->IsEOF()) {
         // The new key is asked for as the schedule expects, but the row's ID is the destination's.
-        ids.Open("GET_ID_SCADENZARIO");
-        ids.Close();
+        ids.GetNewId("GET_ID_SCADENZARIO");
         target->AddNew();
       } else {
         target->Edit();
@@ -68,6 +67,7 @@ int CTarvoExchangeProvvigioni::Run() {
   if (!completed) result = 0;
   source->Close();
   target->Close();
+  ids.Close();
 
   if (result == 1) {
     // Reported before the commits, as the operators have always read it.

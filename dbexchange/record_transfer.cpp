@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <memory>
 #include <regex>
+#include <string>
+#include <unordered_map>
 #include <unordered_set>
 
 #include "platform/records/record_batch.h"
@@ -103,6 +105,15 @@ class CBatchedCopy {
     const CString key = *written;
     // A row that reads or writes a key of the rows queued waits for them to be written.
     if (touched_.count(row.lookup) || touched_.count(key)) Flush();
+    // A row the target already holds as it is needs no write: only its line, in its turn.
+    auto stored = found ? stored_.find(row.lookup) : stored_.end();
+    if (stored != stored_.end() && stored->second == Packed(params)) {
+      pending_.push_back(std::move(row));
+      if (pending_.size() >= batch_.Capacity()) Flush();
+      return;
+    }
+    stored_.erase(row.lookup);
+    stored_.erase(key);
     if (found) {
       batch_.AddUpdate(row.lookup, std::move(params));
       keys_.erase(row.lookup);
@@ -113,7 +124,7 @@ class CBatchedCopy {
     touched_.insert(row.lookup);
     touched_.insert(key);
     pending_.push_back(std::move(row));
-    if (batch_.Size() >= batch_.Capacity()) Flush();
+    if (pending_.size() >= batch_.Capacity()) Flush();
   }
 
   // Writes the queued rows and logs their lines.
@@ -122,17 +133,14 @@ class CBatchedCopy {
     std::vector<CPendingRow> rows = std::move(pending_);
     pending_.clear();
     touched_.clear();
-    batch_.Savepoint();
-    try {
-      batch_.Execute();
-    } catch (const CDBException&) {
-      batch_.Clear();
-      batch_.RollbackToSavepoint();
-      for (const CPendingRow& row : rows) RunRow(row);
-      batch_.ReleaseSavepoint();
-      return;
+    bool replayed = false;
+    if (batch_.Size() > 0) {
+      batch_.ExecuteOrReplay([&] {
+        replayed = true;
+        for (const CPendingRow& row : rows) RunRow(row);
+      });
     }
-    batch_.ReleaseSavepoint();
+    if (replayed) return;
     for (const CPendingRow& row : rows)
       if (row.hasLine) procedure_.Log(row.line, TMS_NONE);
   }
@@ -165,11 +173,37 @@ class CBatchedCopy {
     return row;
   }
 
+  // The target's rows, read once: their keys, and the values a write of each would send.
   void LoadKeys() {
-    CODBCRecordset rs(target_.GetDatabase());
-    for (rs.Open("SELECT " + target_.GetFieldName(key_) + " FROM " + target_.GetTableName()); !rs.IsEOF(); rs.MoveNext())
-      keys_.insert(rs.Field(0).AsString());
+    target_.m_strFilter.clear();
+    if (target_.IsOpen()) target_.Requery();
+    else target_.Open();
+    std::vector<CDBValue> values(columns_.size());
+    for (; !target_.IsEOF(); target_.MoveNext()) {
+      const CString key = FieldText(target_, key_);
+      for (size_t k = 0; k < columns_.size(); ++k) values[k] = target_.GetParameterValue(columns_[k]);
+      keys_.insert(key);
+      stored_[key] = Packed(values);
+    }
     keysLoaded_ = true;
+  }
+
+  // The values in one comparable text: equal texts, equal values of equal types.
+  static std::string Packed(const std::vector<CDBValue>& values) {
+    std::string packed;
+    auto raw = [&packed](const auto& v) { packed.append(reinterpret_cast<const char*>(&v), sizeof v); };
+    for (const CDBValue& value : values) {
+      packed += static_cast<char>(value.index());
+      if (const long long* n = std::get_if<long long>(&value)) raw(*n);
+      else if (const double* d = std::get_if<double>(&value)) raw(*d);
+      else if (const CDBTimestamp* t = std::get_if<CDBTimestamp>(&value))
+        for (int part : {t->year, t->month, t->day, t->hour, t->minute, t->second}) raw(part);
+      else if (const CString* s = std::get_if<CString>(&value)) {
+        raw(s->size());
+        packed += *s;
+      }
+    }
+    return packed;
   }
 
   // One row the row-by-row way: its line, the lookup, the write. The keys follow (running the
@@ -200,6 +234,7 @@ class CBatchedCopy {
   bool keysLoaded_ = false;
   bool disabled_ = false;  // the keys could not be read: row by row from here on
   std::unordered_set<CString> keys_;     // the target's keys, the queued rows' writes included
+  std::unordered_map<CString, std::string> stored_;  // rows as read, by key, until a write of theirs
   std::unordered_set<CString> touched_;  // keys the queued rows look up or write
   std::vector<CPendingRow> pending_;
 };
@@ -246,6 +281,64 @@ bool CopyTable(CTarvoImport& procedure, CRecordSetBase& source, CRecordSetBase& 
   source.Close();
   target.Close();
   return completed;
+}
+
+CInsertQueue::CInsertQueue(CRecordSetBase& target) : target_(target) {
+  for (int i = 0; i < target_.GetFieldCount(); ++i) {
+    if (target_.IsKeyField(i)) key_ = i;
+    else columns_.push_back(i);
+  }
+}
+
+CInsertQueue::~CInsertQueue() = default;
+
+void CInsertQueue::Add() {
+  CDatabase* db = target_.GetDatabase();
+  auto written = [&](int c) { return target_.IsFieldWritten(c); };
+  const bool batched = db && db->InTransaction() && !columns_.empty() && CRecordBatch::Supported(target_) &&
+                       key_ >= 0 && !written(key_) && std::all_of(columns_.begin(), columns_.end(), written);
+  if (!batched) {
+    Flush();
+    target_.Update();
+    return;
+  }
+  std::vector<CDBValue> values;
+  try {
+    for (int c : columns_) values.push_back(target_.GetParameterValue(c));
+  } catch (...) {  // a value its column cannot take: Update would have refused it after the rows before
+    Flush();
+    throw;
+  }
+  target_.CancelUpdate();
+  if (!batch_) batch_ = std::make_unique<CRecordBatch>(target_, columns_);
+  batch_->AddInsert(values);
+  pending_.push_back(std::move(values));
+  if (batch_->Size() >= batch_->Capacity()) Flush();
+}
+
+void CInsertQueue::Write(const std::vector<CDBValue>& values) {
+  target_.AddNew();
+  for (size_t k = 0; k < columns_.size(); ++k) target_.SetFieldValue(columns_[k], values[k]);
+  target_.Update();
+}
+
+void CInsertQueue::Flush() {
+  if (pending_.empty()) return;
+  std::vector<std::vector<CDBValue>> rows = std::move(pending_);
+  pending_.clear();
+  // A single row goes as it would alone: no savepoint needed to tell its error.
+  if (rows.size() == 1) {
+    batch_->Clear();
+    return Write(rows.front());
+  }
+  batch_->ExecuteOrReplay([&] {
+    for (const std::vector<CDBValue>& row : rows) Write(row);
+  });
+}
+
+void CInsertQueue::Clear() {
+  pending_.clear();
+  if (batch_) batch_->Clear();
 }
 
 }  // namespace tarvo::exchange

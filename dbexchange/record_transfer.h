@@ -10,10 +10,13 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <vector>
 
 #include "framework/tarvo_import.h"
 #include "platform/records/record_set.h"
+
+class CRecordBatch;
 
 namespace tarvo::exchange {
 
@@ -67,13 +70,43 @@ struct CTableCopy {
 //
 // Inside a transaction on the target (the caller's own, committed or rolled back as a whole)
 // and with a key filter of the form "COLUMN = '%s'" on the table's text key, the copy takes few
-// round trips to a server: the target's keys are read once per table, and the rows go out in
-// multi-row statements (CRecordBatch). What the caller and the log see is the row-by-row copy's:
+// round trips to a server: the target's rows are read once per table, a row the target already
+// holds with the same values is not written again, and the others go out in multi-row
+// statements (CRecordBatch). What the caller and the log see is the row-by-row copy's:
 // the row lines come in the same order, each before anything logged after its row, and are
 // released once their batch is written; a batch the database refuses is rolled back to its
 // savepoint and its rows run again one by one, so the error text, and the rows logged before
 // it, are those of the row at fault. A stop request writes the rows queued before its lines are
 // logged. Outside a transaction every row is written (and committed) as it comes.
 bool CopyTable(CTarvoImport& procedure, CRecordSetBase& source, CRecordSetBase& target, const CTableCopy& copy);
+
+// New rows of one table whose key the database gives (the key column is not written), added
+// through `target` and written in multi-row statements (CRecordBatch) while the target's
+// database is in a transaction: Add takes the row being added in `target` in place of its
+// Update. A row that cannot go in a batch (outside a transaction, a key or a column left to its
+// default) is written at once, after the rows queued before it. Flush before anything that must
+// see the rows (a commit, a lookup of them); a refused batch is written again row by row, so the
+// error is the faulty row's own. Holds `target` (which must outlive it) and the queued values.
+// Throws CDBException (and tarvo::CException for a value its column cannot take).
+class CInsertQueue {
+ public:
+  explicit CInsertQueue(CRecordSetBase& target);
+  ~CInsertQueue();
+  CInsertQueue(const CInsertQueue&) = delete;
+  CInsertQueue& operator=(const CInsertQueue&) = delete;
+
+  void Add();
+  void Flush();
+  void Clear();  // forgets the queued rows (their transaction is being rolled back)
+
+ private:
+  void Write(const std::vector<CDBValue>& values);  // one row through target's Update
+
+  CRecordSetBase& target_;
+  int key_ = -1;
+  std::vector<int> columns_;  // every column but the key
+  std::unique_ptr<CRecordBatch> batch_;
+  std::vector<std::vector<CDBValue>> pending_;
+};
 
 }  // namespace tarvo::exchange

@@ -32,6 +32,10 @@ namespace tarvo::exchange {
 
 EOpened OpenDatabases(CTarvoImport& procedure, EOpenOrder order) {
   const bool inFirst = order == EOpenOrder::kInFirst;
+  // Every exchange ends its transactions at the first error, rolling back: the driver need not
+  // guard each statement with a savepoint of its own (batches take their own, CRecordBatch).
+  for (CDatabase* db : {procedure.GetOutDatabase(), procedure.GetInDatabase()})
+    if (db && !db->IsOpen()) db->SetStatementSavepoints(false);
   auto open = [&](bool in) { return in ? procedure.OpenInDatabase(false) : procedure.OpenOutDatabase(false); };
   auto close = [&](bool in) { in ? procedure.CloseInDatabase() : procedure.CloseOutDatabase(); };
   if (!open(inFirst)) {

@@ -39,6 +39,8 @@ enum class EOpened { kBoth, kFirstFailed, kSecondFailed };
 // Opens the procedure's two databases in `order`, each with its own log lines. On a failure it
 // closes the first database and, when the second one failed, then the second (the "database non
 // allocato!!" and closing lines as they come); the host is left for the caller to notify.
+// Both connect without the driver's per-statement savepoints (CDatabase::SetStatementSavepoints):
+// the caller ends a transaction in which a statement failed with a rollback, never goes on in it.
 EOpened OpenDatabases(CTarvoImport& procedure, EOpenOrder order);
 
 }  // namespace tarvo::exchange

@@ -224,8 +224,7 @@ long CDatabase::ExecuteSQL(const CString& sql, const std::vector<CDBValue>& para
     SQLRowCount(h, &rows);
     return static_cast<long>(rows);
   }
-  stmt.Prepare(sql);
-  return stmt.Execute(params);
+  return stmt.ExecuteDirect(sql, params);
 }
 
 namespace {
@@ -378,8 +377,19 @@ void CODBCStatement::CloseCursor() {
 }
 
 long CODBCStatement::Execute(const std::vector<CDBValue>& params) {
-  SQLHSTMT h = static_cast<SQLHSTMT>(hstmt_);
   if (!prepared_) throw CException(ErrorKind::kInternal, "CODBCStatement::Execute senza Prepare");
+  return Run(params, nullptr);
+}
+
+long CODBCStatement::ExecuteDirect(const CString& sql, const std::vector<CDBValue>& params) {
+  sql_ = sql;
+  prepared_ = false;
+  countUnknown_ = false;
+  return Run(params, &sql);
+}
+
+long CODBCStatement::Run(const std::vector<CDBValue>& params, const CString* direct) {
+  SQLHSTMT h = static_cast<SQLHSTMT>(hstmt_);
   CloseCursor();
   SQLFreeStmt(h, SQL_RESET_PARAMS);
   // Buffers must live until SQLExecute returns.
@@ -422,9 +432,15 @@ long CODBCStatement::Execute(const std::vector<CDBValue>& params) {
     }
     Check(rc, SQL_HANDLE_STMT, h, "SQLBindParameter");
   }
-  SQLRETURN rc = SQLExecute(h);
+  SQLRETURN rc;
+  if (direct) {
+    CString text = db_->ToDatabaseText(*direct);
+    rc = SQLExecDirect(h, reinterpret_cast<SQLCHAR*>(text.data()), SQL_NTS);
+  } else {
+    rc = SQLExecute(h);
+  }
   if (rc == SQL_NO_DATA) return countUnknown_ ? -1 : 0;
-  Check(rc, SQL_HANDLE_STMT, h, "SQLExecute");
+  Check(rc, SQL_HANDLE_STMT, h, direct ? "SQLExecDirect" : "SQLExecute");
   if (countUnknown_) return -1;
   SQLLEN rows = -1;
   SQLRowCount(h, &rows);
@@ -522,11 +538,20 @@ CODBCRecordset::~CODBCRecordset() { Close(); }
 
 bool CODBCRecordset::Open(const CString& sql, const std::vector<CDBValue>& params) {
   Close();
-  if (!stmt_ || stmt_->Sql() != sql) {
-    stmt_ = std::make_unique<CODBCStatement>(db_);
-    stmt_->Prepare(sql);
+  // A blank text is prepared too: psqlODBC runs a prepared empty query with no result, but
+  // refuses it when sent directly.
+  const bool blank = sql.find_first_not_of(" \t\r\n") == CString::npos;
+  if ((stmt_ && stmt_->Sql() == sql) || blank) {
+    // The same query again: prepared now, each later run sends only its values.
+    if (!stmt_) stmt_ = std::make_unique<CODBCStatement>(db_);
+    if (!stmt_->IsPrepared() || stmt_->Sql() != sql) stmt_->Prepare(sql);
+    stmt_->Execute(params);
+  } else {
+    // A query of its own (a filter with its values in the text, as a row lookup has): run once,
+    // with nothing left prepared on a server that would cost a round trip to free.
+    if (!stmt_) stmt_ = std::make_unique<CODBCStatement>(db_);
+    stmt_->ExecuteDirect(sql, params);
   }
-  stmt_->Execute(params);
   SQLHSTMT h = static_cast<SQLHSTMT>(stmt_->Handle());
   SQLSMALLINT cols = 0;
   Check(SQLNumResultCols(h, &cols), SQL_HANDLE_STMT, h, "SQLNumResultCols");

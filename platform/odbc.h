@@ -138,6 +138,10 @@ class CODBCStatement {
   const CString& Sql() const { return sql_; }
   // Binds the values to the parameter markers in order and executes; returns the rows affected.
   long Execute(const std::vector<CDBValue>& params = {});
+  // Executes `sql` once without preparing it (a server keeps no plan of it to free later); the
+  // statement is then not prepared, and Sql() gives `sql`. Returns the rows affected.
+  long ExecuteDirect(const CString& sql, const std::vector<CDBValue>& params = {});
+  bool IsPrepared() const { return prepared_; }
   // Executes a query and gives the first column of its first row as text (NULL as the empty
   // text), or nothing when it returns no row. The cursor is closed again.
   std::optional<CString> QueryFirstValue(const std::vector<CDBValue>& params = {});
@@ -146,6 +150,7 @@ class CODBCStatement {
   CDatabase* Database() const { return db_; }
 
  private:
+  long Run(const std::vector<CDBValue>& params, const CString* direct);
   CDatabase* db_;
   void* hstmt_ = nullptr;
   CString sql_;

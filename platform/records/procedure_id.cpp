@@ -1,6 +1,7 @@
 #include "platform/records/procedure_id.h"
 
 #include <cctype>
+#include <cstdlib>
 
 namespace {
 
@@ -25,10 +26,21 @@ long FirstColumn(CDatabase* db, const CString& sql, const std::vector<CDBValue>&
 }  // namespace
 
 bool CProcedureId::Open(const CString& procedure) {
-  Close();
+  open_ = false;
   CheckName(procedure);
   switch (db_->GetDialect()) {
-    case EDialect::kPostgreSQL: m_ID = FirstColumn(db_, "SELECT " + procedure + "()", {}); break;
+    case EDialect::kPostgreSQL: {
+      std::unique_ptr<CODBCStatement>& call = calls_[procedure];
+      if (!call) {
+        auto prepared = std::make_unique<CODBCStatement>(db_);
+        prepared->Prepare("SELECT " + procedure + "()");
+        call = std::move(prepared);
+      }
+      std::optional<CString> id = call->QueryFirstValue();
+      if (!id || id->empty()) throw tarvo::CException(tarvo::ErrorKind::kEnvironment, "Nessun identificativo da: " + call->Sql());
+      m_ID = std::atol(id->c_str());
+      break;
+    }
     case EDialect::kSQLite: m_ID = NextFromGenerator(procedure); break;
     case EDialect::kOther: m_ID = FirstColumn(db_, "{call " + procedure + "}", {}); break;
   }
@@ -38,7 +50,7 @@ bool CProcedureId::Open(const CString& procedure) {
 
 long CProcedureId::GetNewId(const CString& procedure) {
   Open(procedure);
-  Close();
+  open_ = false;  // the call stays prepared for the next key
   return m_ID;
 }
 

@@ -9,9 +9,14 @@
 // the connection the step runs inside it (and the generator row stays locked until the caller
 // ends it). Other drivers: the ODBC call "{call NAME}".
 //
-// Does not own the database; one thread at a time. Throws CDBException for driver errors and
-// tarvo::CException (kInput) for a name that is not a generator of the database.
+// Does not own the database; one thread at a time. On PostgreSQL the call of each procedure stays
+// prepared (one round trip per new key) until Close: like a record set, close or destroy it before
+// its database closes. Throws CDBException for driver errors and tarvo::CException (kInput) for a
+// name that is not a generator of the database.
 #pragma once
+
+#include <map>
+#include <memory>
 
 #include "platform/odbc.h"
 
@@ -23,7 +28,10 @@ class CProcedureId {
 
   // Runs the procedure and positions on its row: m_ID holds the new identifier. Returns true.
   bool Open(const CString& procedure);
-  void Close() { open_ = false; }
+  void Close() {
+    open_ = false;
+    calls_.clear();
+  }
   bool IsOpen() const { return open_; }
   bool IsEOF() const { return !open_; }
 
@@ -34,4 +42,5 @@ class CProcedureId {
   long NextFromGenerator(const CString& procedure);
   CDatabase* db_;
   bool open_ = false;
+  std::map<CString, std::unique_ptr<CODBCStatement>> calls_;  // PostgreSQL: prepared calls by name
 };

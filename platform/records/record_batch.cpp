@@ -13,6 +13,10 @@ using tarvo::ErrorKind;
 // row negligible.
 constexpr size_t kMaxParameters = 7000;
 constexpr size_t kMaxRows = 1000;
+// Rows of one UPDATE. The server joins them to the table by its key; a longer list lets
+// PostgreSQL's planner prefer a scan of the whole table to one index probe per row, above all
+// right after a large load, before the table's statistics are gathered.
+constexpr size_t kMaxUpdateRows = 100;
 
 const char kSavepoint[] = "TARVO_BATCH";
 
@@ -82,20 +86,26 @@ CString CRecordBatch::UpdateSql(size_t rows) const {
   auto mark = [postgres](CRecordSetBase::EColumn type) {
     return postgres ? CString("CAST(? AS ") + PostgresType(type) + ")" : CString("?");
   };
-  CString names = "K", row = mark(table_.GetFieldColumnType(key_)), sets;
+  const CString& table = table_.GetTableName();
+  // A row that already holds every value is left alone: writing it again would change nothing
+  // but cost a new row version and its index entries (PostgreSQL) or its pages (SQLite). Values
+  // are compared as the column holds them; a doubtful comparison counts as a change.
+  const char* differs = postgres ? " IS DISTINCT FROM " : " IS NOT ";
+  CString names = "K", row = mark(table_.GetFieldColumnType(key_)), sets, changed;
   for (size_t i = 0; i < columns_.size(); ++i) {
     CString alias = tarvo::StrFormat("C%zu", i);
+    const CString& column = table_.GetFieldName(columns_[i]);
     names += ", " + alias;
     row += ", " + mark(table_.GetFieldColumnType(columns_[i]));
-    if (!sets.empty()) sets += ", ";
-    sets += table_.GetFieldName(columns_[i]) + " = V." + alias;
+    if (!sets.empty()) sets += ", ", changed += " OR ";
+    sets += column + " = V." + alias;
+    changed += table + "." + column + differs + "V." + alias;
   }
   CString sql = "WITH V (" + names + ") AS (VALUES ";
-  sql.reserve(sql.size() + rows * (row.size() + 4) + sets.size() + 100);
+  sql.reserve(sql.size() + rows * (row.size() + 4) + sets.size() + changed.size() + 100);
   for (size_t r = 0; r < rows; ++r) sql += (r ? ", (" : "(") + row + ")";
-  const CString& table = table_.GetTableName();
   return sql + ") UPDATE " + table + " SET " + sets + " FROM V WHERE " + table + "." + table_.GetFieldName(key_) +
-         " = V.K";
+         " = V.K AND (" + changed + ")";
 }
 
 CODBCStatement& CRecordBatch::Statement(std::map<size_t, std::unique_ptr<CODBCStatement>>& cache, size_t rows,
@@ -112,26 +122,23 @@ CODBCStatement& CRecordBatch::Statement(std::map<size_t, std::unique_ptr<CODBCSt
 void CRecordBatch::Run(std::map<size_t, std::unique_ptr<CODBCStatement>>& cache, std::vector<CDBValue>& params,
                        size_t rows, bool update) {
   if (rows == 0) return;
-  // Full batches reuse their statement; the odd sizes (a table's last rows) are prepared once.
-  if (rows == capacity_) {
-    Statement(cache, rows, update).Execute(params);
-    return;
-  }
-  CODBCStatement statement(table_.GetDatabase());
-  statement.PrepareRepeated(update ? UpdateSql(rows) : InsertSql(rows));
-  statement.Execute(params);
+  // Every size stays prepared: full batches come again, and so do the small batches of a table
+  // written a few rows at a time (the lines of a document). Freeing a prepared statement inside a
+  // transaction would cost PostgreSQL's driver one more round trip.
+  Statement(cache, rows, update).Execute(params);
 }
 
 void CRecordBatch::Execute() {
   const size_t width = columns_.size();
-  // The queues never hold more than a batch (the owner executes at Capacity), but a caller may
-  // queue more: they go out in batches.
+  // The queues hold about a batch (the owner executes at Capacity), but a caller may queue more:
+  // they go out in batches, the updates in statements of at most kMaxUpdateRows rows.
   auto runAll = [&](std::vector<CDBValue>& queue, size_t rowWidth, bool update,
                     std::map<size_t, std::unique_ptr<CODBCStatement>>& cache) {
     const size_t rows = queue.size() / rowWidth;
-    if (rows <= capacity_) return Run(cache, queue, rows, update);
-    for (size_t first = 0; first < rows; first += capacity_) {
-      const size_t count = std::min(capacity_, rows - first);
+    const size_t most = update ? std::min(capacity_, kMaxUpdateRows) : capacity_;
+    if (rows <= most) return Run(cache, queue, rows, update);
+    for (size_t first = 0; first < rows; first += most) {
+      const size_t count = std::min(most, rows - first);
       std::vector<CDBValue> params(queue.begin() + static_cast<std::ptrdiff_t>(first * rowWidth),
                                    queue.begin() + static_cast<std::ptrdiff_t>((first + count) * rowWidth));
       Run(cache, params, count, update);
@@ -140,6 +147,18 @@ void CRecordBatch::Execute() {
   runAll(updates_, width + 1, true, updateStatements_);
   runAll(inserts_, width, false, insertStatements_);
   Clear();
+}
+
+void CRecordBatch::ExecuteOrReplay(const std::function<void()>& replay) {
+  Savepoint();
+  try {
+    Execute();
+  } catch (const CDBException&) {
+    Clear();
+    RollbackToSavepoint();
+    replay();
+  }
+  ReleaseSavepoint();
 }
 
 void CRecordBatch::Savepoint() { table_.GetDatabase()->ExecuteSQL(CString("SAVEPOINT ") + kSavepoint); }

@@ -12,6 +12,7 @@
 // (see dbexchange/record_transfer.h), after rolling back to the savepoint taken with Savepoint.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <vector>
@@ -43,6 +44,12 @@ class CRecordBatch {
   // Writes the queued rows and forgets them. On failure the rows stay queued (Clear forgets them).
   void Execute();
   void Clear();
+
+  // Execute between a savepoint and its release, inside the caller's transaction: when the
+  // database refuses the batch, the rows are forgotten, the batch is undone alone and `replay`
+  // writes them again one by one (so that the error, if any, is the faulty row's own and comes
+  // after the rows before it). Throws what `replay` or the savepoint statements throw.
+  void ExecuteOrReplay(const std::function<void()>& replay);
 
   // Savepoints around a batch inside the caller's transaction, so that a refused batch can be
   // undone alone and its rows run again one by one. Each is one statement; throws CDBException.

@@ -416,6 +416,11 @@ CDBValue CRecordSetBase::GetParameterValue(int index) const {
   return ParameterValue(*fields_.at(static_cast<size_t>(index)));
 }
 
+bool CRecordSetBase::IsFieldWritten(int index) const {
+  const Field& f = *fields_.at(static_cast<size_t>(index));
+  return f.forced || Changed(f);
+}
+
 void CRecordSetBase::SetFieldValue(int index, const CDBValue& value) {
   if (std::holds_alternative<std::monostate>(value)) {
     SetFieldNull(index, true);

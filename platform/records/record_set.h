@@ -89,6 +89,8 @@ class CRecordSetBase {
   // what a batch of rows (CRecordBatch) sends in its place. Throws tarvo::CException (kInput)
   // like Update when the member holds text its column cannot take.
   CDBValue GetParameterValue(int index) const;
+  // Whether Update would send the column now (set since AddNew/Edit, or forced NULL).
+  bool IsFieldWritten(int index) const;
 
   const CString& GetTableName() const { return table_; }
   CDatabase* GetDatabase() const { return db_; }

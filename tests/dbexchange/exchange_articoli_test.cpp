@@ -112,6 +112,24 @@ TEST_P(ArticleExchange, CopiesEveryRowIntoAnEmptyDatabaseAndASecondRunChangesNot
   EXPECT_EQ(Tables(Destination().Db(), false), afterFirst);
 }
 
+// Rows the destination already holds as they are need no write; a row that differs in any one
+// copied column (a price, a text, a NULL on either side) is still written.
+TEST_P(ArticleExchange, ASecondRunRewritesEveryRowChangedInTheDestination) {
+  Source().LoadSchema("demo/demo.sql");
+  ASSERT_EQ(Run(), 1);
+  auto afterFirst = Tables(Destination().Db(), false);
+  Destination().Execute("UPDATE ARTICOLO SET PREZZO = PREZZO + 0.01 WHERE ID = (SELECT MIN(ID) FROM ARTICOLO)");
+  Destination().Execute("UPDATE ARTICOLO SET DESCRIZIONE = DESCRIZIONE || 'x' WHERE ID = (SELECT MAX(ID) FROM ARTICOLO)");
+  Destination().Execute("UPDATE ARTICOLO SET NOTE = CASE WHEN NOTE IS NULL THEN 'n' END");
+  Destination().Execute("UPDATE CATEGORIA SET FOTO = NULL");
+  RecordingWindow second;
+  auto again = Make();
+  again->SetParentWnd(&second);
+  ASSERT_EQ(again->Run(), 1);
+  second.WaitFinished();
+  EXPECT_EQ(Tables(Destination().Db(), false), afterFirst);
+}
+
 // A NULL of the source overwrites the target's value; the columns the exchange does not copy keep
 // the target's values, or the defaults in a new row.
 TEST_P(ArticleExchange, ExistingRowsAreOverwrittenInTheCopiedColumnsOnlyAndNoneIsDeleted) {

@@ -1,6 +1,8 @@
 // The copy of many rows into a database server: few statements per row, and a refused row in the
 // middle of a batch reported as the row-by-row copy reports it.
 #include "dbexchange/exchange_articoli.h"
+#include "dbexchange/exchange_ordini.h"
+#include "platform/settings.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -31,8 +33,8 @@ std::unique_ptr<ScratchDatabase> GeneratedSource(long articles) {
   return source;
 }
 
-int RunExport(const std::string& source, const std::string& destination, RecordingWindow& window) {
-  CTarvoExportWebArticoli procedure;
+int RunExport(const std::string& source, const std::string& destination, RecordingWindow& window,
+              CTarvoImport&& procedure = CTarvoExportWebArticoli()) {
   procedure.SetSrcConfig(source);
   procedure.SetDestConfig(destination);
   procedure.SetParentWnd(&window);
@@ -106,6 +108,29 @@ TEST(ArticleExchangeOnAServer, SendsAFewStatementsPerThousandRowsOnBothRuns) {
     EXPECT_EQ(Count(check, "SELECT COUNT(*) FROM ARTICOLO"), 2000) << run;
     EXPECT_EQ(window.Texts().size(), static_cast<size_t>(rows + 23)) << "a line per row, every run";
   }
+}
+
+// The order export writes each order's lines in one statement: lines written one by one (or the
+// driver's savepoints around each) would send at least 300 statements for the lines alone.
+TEST(OrderExchangeOnAServer, SendsAFewStatementsPerOrderWhateverItsLines) {
+  OwnPostgresDatabase destination;
+  if (destination.Config().empty()) GTEST_SKIP() << "TARVO_TEST_PG unset";
+  if (!destination.CanCount()) GTEST_SKIP() << "pg_stat_statements is not loaded on the test cluster";
+  ScratchDatabase source(DbKind::kSQLite);
+  source.LoadSchema("company.sql");
+  GeneratorSize size;
+  size.articles = 100, size.customers = 5, size.branchesPerCustomer = 1, size.orders = 10, size.linesPerOrder = 30;
+  GenerateCompanyDatabase(source.Db(), size);
+  source.Execute("UPDATE DOCUMENTO SET ID_AGENTE_SEDE_SOCIETA = 3, ID_STATO_ORDINE = 1");
+  CUserAdministrator::SetCurrentUser(3, 1, 1);
+  RecordingWindow window;
+  const int result = RunExport(source.Config(), destination.Config(), window, CTarvoExportWebOrdini());
+  CUserAdministrator::SetCurrentUser(0, 0, 0);
+  ASSERT_EQ(result, 1);
+  EXPECT_LE(destination.Statements(), 10 * 10 + 5 * 10);  // per order, and per customer created
+  CDatabase check;
+  check.OpenEx(destination.Config());
+  EXPECT_EQ(Count(check, "SELECT COUNT(*) FROM VOCI_DOCUMENTO"), 300);
 }
 
 class ArticleExchangeBatch : public DbTest {};
