@@ -93,12 +93,13 @@ const ProcedureEntry* FindProcedureByClass(const CString& className) {
   return nullptr;
 }
 
-// The procedures whose work is a transfer over HTTP or FTP (see EProcedureKind).
+// The procedures whose work is a transfer over HTTP or FTP, and the driver engine (see
+// EProcedureKind).
 EProcedureKind ProcedureKindOf(const CString& className) {
   static const char* const kTransfers[] = {
       "CTarvoHttpDownload", "CTarvoHttpUpload", "CTarvoImportPellorArticoli", "CTarvoFtpUpload", "CTarvoFtpDownload",
   };
   for (const char* name : kTransfers)
     if (className == name) return EProcedureKind::kTransfer;
-  return EProcedureKind::kLocal;
+  return className == "CTarvoExchangeXML" ? EProcedureKind::kDriver : EProcedureKind::kLocal;
 }

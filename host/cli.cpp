@@ -111,7 +111,7 @@ void AddRunOptions(CLI::App& run, RunOptions& o) {
   run.add_option("--summary", o.summary_file, "write a JSON summary of the run to FILE (also of a failed or refused run)");
   run.add_flag("--dry-run", o.dry_run,
                "run without effect: every database change is rolled back, files go to a scratch folder;\n"
-               "refused for HTTP/FTP transfers");
+               "refused for HTTP/FTP transfers and driver files");
   run.add_option("--settings", o.settings_file,
                  "file of what dialogs remember\n(default: $XDG_CONFIG_HOME or ~/.config, then tarvo-exchange/settings.ini)")
       ->envname("TARVO_EXCHANGE_SETTINGS");

@@ -20,6 +20,7 @@
 #include "platform/run_journal.h"
 #include "platform/settings.h"
 #include "platform/stdio_file.h"
+#include "xmlengine/tarvo_exchange_xml.h"
 
 namespace {
 // Posted by the worker thread after Run returned: every line of the run is queued before it.
@@ -297,6 +298,20 @@ void LogDryRunEnd(Console& console, CStdioFile* log, const std::string& scratch)
   }
 }
 
+// Whether a dry run of the procedure of class `className` must be refused (said on the console):
+// what it does outside the databases cannot be tried without doing it.
+bool RefuseDryRun(const RunOptions& options, const std::string& className, Console& console) {
+  const char* why = nullptr;
+  switch (ProcedureKindOf(className)) {
+    case EProcedureKind::kLocal: return false;
+    case EProcedureKind::kTransfer: why = "transfers files over HTTP or FTP"; break;
+    case EProcedureKind::kDriver: why = "runs a driver file, whose steps name their own files, commands and servers"; break;
+  }
+  console.Error(ProcedureName(options) + " (" + className + ") " + why +
+                ", which cannot be tried without doing it: --dry-run refused");
+  return true;
+}
+
 const char* OutcomeOf(int exitCode) {
   switch (exitCode) {
     case kExitDone: return "done";
@@ -318,11 +333,7 @@ int RunSteps(const RunOptions& options, Console& console, RunSummary& summary) {
     summary.class_name = entry->className;
     summary.description = tarvo::Cp1252ToUtf8(entry->description);
   }
-  if (options.dry_run && entry && ProcedureKindOf(entry->className) == EProcedureKind::kTransfer) {
-    console.Error(ProcedureName(options) + " (" + entry->className +
-                  ") transfers files over HTTP or FTP, which cannot be tried without doing it: --dry-run refused");
-    return kExitUsage;
-  }
+  if (options.dry_run && entry && RefuseDryRun(options, entry->className, console)) return kExitUsage;
   // From here on Ctrl-C only asks the procedure to stop, also once it has ended.
   StopSignals signals;
   ApplyHostSettings(options);
@@ -418,6 +429,11 @@ int RunSteps(const RunOptions& options, Console& console, RunSummary& summary) {
     procedure.reset(known->create());
   }
 
+  // A number of the procedure table of type "xmlexport" or "xmlimport" gives the driver engine.
+  if (dynamic_cast<CTarvoExchangeXML*>(procedure.get())) {
+    summary.class_name = "CTarvoExchangeXML";
+    if (options.dry_run && RefuseDryRun(options, summary.class_name, console)) return kExitUsage;
+  }
   ConfigureProcedure(*procedure, options);
   if (!procedure->GetDescrizione().empty()) summary.description = tarvo::Cp1252ToUtf8(procedure->GetDescrizione());
   if (scratch) procedure->SetOutDir(scratch->Path());

@@ -107,7 +107,8 @@ class Unattended : public DbTest {
     db.Execute("INSERT INTO ESPORTAZIONE (NUMERO, DESCRIZIONE, TIPO, PARAMETRI, PARSER) VALUES "
                "(1002, 'Esportazione articoli', 'custom', '', 'parserarticoli'), "
                "(1004, 'Esportazione ordini', 'custom', '', ''), (1008, 'Esportazione Solvar', 'custom', '', ''), "
-               "(5, 'Scaricamento foto', 'custom', '', '')");
+               "(5, 'Scaricamento foto', 'custom', '', ''), "
+               "(9001, 'Esportazione con driver', 'xmlexport', 'DRVFILE=articoli.xml', '')");
     return db;
   }
   // A run of the photo download (5) from `server`, the procedure that can be made to hang.
@@ -251,9 +252,18 @@ TEST_P(DryRun, FilesGoToTheScratchFolderAndTransfersAreRefused) {
   EXPECT_THAT(r.out, HasSubstr("Prova a vuoto: file scritti nella cartella " + scratch));
   std::filesystem::remove_all(scratch);
 
-  ProcessResult transfer = RunProcess({TARVO_HOST_EXE, "run", "1005", "--db", db, "--in-dir", out, "--dry-run"});
-  EXPECT_EQ(transfer.exit_code, 64);
-  EXPECT_THAT(transfer.err, HasSubstr("(CTarvoHttpUpload) transfers files over HTTP or FTP"));
+  // Refused: a transfer, and a driver file (a number of the procedure table, not a known class).
+  const struct {
+    const char* number;
+    const char* refusal;
+  } refused[] = {{"1005", "(CTarvoHttpUpload) transfers files over HTTP or FTP"},
+                 {"9001", "(CTarvoExchangeXML) runs a driver file"}};
+  for (const auto& c : refused) {
+    ProcessResult attempt = RunProcess({TARVO_HOST_EXE, "run", c.number, "--db", db, "--in-dir", out, "--batch", "--dry-run"});
+    EXPECT_EQ(attempt.exit_code, 64) << c.number;
+    EXPECT_THAT(attempt.err, HasSubstr(c.refusal));
+  }
+  EXPECT_TRUE(std::filesystem::is_empty(out));
 }
 
 INSTANTIATE_TEST_SUITE_P(Drivers, Unattended, testing::ValuesIn(AllDbKinds()), DbKindName);
