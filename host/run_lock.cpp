@@ -74,9 +74,16 @@ RunLock::~RunLock() {
 }
 
 void RunLock::Open() {
-  if (destination_.find('=') != std::string::npos) {
+  // The SQLite file the destination names, however it is spelt (a path, an ODBC connection
+  // string, a symbolic link): the same file, the same lock file.
+  std::string file;
+  if (destination_.find('=') == std::string::npos) {
+    file = destination_;
+  } else {
     auto db = std::make_unique<CDatabase>();
     db->OpenEx(destination_);
+    if (db->GetDialect() == EDialect::kSQLite)
+      file = QueryText(*db, "SELECT file FROM pragma_database_list WHERE name = 'main'");
     if (db->GetDialect() == EDialect::kPostgreSQL) {
       server_ = std::move(db);
       const std::string schema = QueryText(*server_, "SELECT current_schema()");
@@ -91,11 +98,16 @@ void RunLock::Open() {
   }
   // Beside a SQLite file; under the temporary folder for other databases, and for a SQLite file
   // in a folder this user may not write (or that is missing: the procedure reports that itself).
+  const bool beside = !file.empty();
+  if (beside) {
+    std::error_code ec;
+    const std::filesystem::path resolved = std::filesystem::weakly_canonical(file, ec);
+    if (!ec) file = resolved.string();
+  }
   const std::string inTemp = (std::filesystem::temp_directory_path() /
-                              tarvo::StrFormat("tarvo-exchange-%08x", Fnv1a(tarvo::MaskSecrets(destination_))))
+                              tarvo::StrFormat("tarvo-exchange-%08x", Fnv1a(beside ? file : tarvo::MaskSecrets(destination_))))
                                  .string();
-  const bool beside = destination_.find('=') == std::string::npos;
-  path_ = (beside ? destination_ : inTemp) + "." + Sanitised(procedure_) + ".lock";
+  path_ = (beside ? file : inTemp) + "." + Sanitised(procedure_) + ".lock";
   fd_ = ::open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
   if (fd_ < 0 && beside) {
     path_ = inTemp + "." + Sanitised(procedure_) + ".lock";

@@ -1,7 +1,8 @@
 // The run lock: two runs of the same procedure against the same destination never overlap. On a
 // PostgreSQL destination it is the server's advisory lock, keyed by the procedure and the
-// destination's schema, held by a connection of its own; on a SQLite file it is a lock (flock)
-// on the file "<database>.<procedure>.lock" beside it; on any other destination a lock file of
+// destination's schema, held by a connection of its own; on a SQLite file (named by its path or
+// by a connection string) it is a lock (flock) on the file "<database>.<procedure>.lock" beside
+// the file the path resolves to; on any other destination a lock file of
 // that name under the system's temporary folder. Both vanish with the process that holds them,
 // also one killed with SIGKILL: there is no stale lock to clean up. The lock file itself stays
 // behind; it is the lock on it that counts, and it tells who holds it.

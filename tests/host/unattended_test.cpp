@@ -127,8 +127,10 @@ TEST_P(Unattended, SecondRunIsRefusedOrWaitsAndAKilledHolderLeavesNoLock) {
   Subprocess holder(Download(db, server.Address(), {}));
   ASSERT_TRUE(server.AwaitClient()) << "the first run never reached its transfer";
 
+  // The same SQLite file named by a connection string is the same destination.
+  const std::string same = GetParam() == DbKind::kSQLite ? "DRIVER=SQLite3;Database=" + db : db;
   const std::string refused_summary = dir_.File("refused.json");
-  ProcessResult refused = RunProcess(Download(db, server.Address(), {"--summary", refused_summary}));
+  ProcessResult refused = RunProcess(Download(same, server.Address(), {"--summary", refused_summary}));
   EXPECT_EQ(refused.exit_code, 75);
   EXPECT_THAT(refused.err, HasSubstr("procedure 5 is already running against"));
   EXPECT_THAT(refused.err, HasSubstr("pid " + std::to_string(holder.Pid()) + " on host"));
