@@ -198,7 +198,7 @@ class DryRun : public Unattended {};
 // after it then changes the destination.
 TEST_P(DryRun, LeavesBothDatabasesAsTheyWereAndLogsWhatTheRealRunLogs) {
   const DryRunCase cases[] = {
-      {"articles", {"1002", "--choice", "3"}},
+      {"articles", {"1002", "--choice", "2"}},
       {"orders of the agent", {"1004", "--agent-id", "3"}},
   };
   for (const DryRunCase& c : cases) {
@@ -213,13 +213,15 @@ TEST_P(DryRun, LeavesBothDatabasesAsTheyWereAndLogsWhatTheRealRunLogs) {
       return RunProcess(args);
     };
     const std::vector<std::string> source_before = Content(source), destination_before = Content(destination);
-    const std::string summary = dir_.File("dry.json");
-    ProcessResult dry = run(dir_.File(std::string(c.name) + "-dry.log"), {"--dry-run", "--summary", summary});
+    const std::string summary = dir_.File("dry.json"), settings = dir_.File("dry-settings.ini");
+    ProcessResult dry = run(dir_.File(std::string(c.name) + "-dry.log"),
+                            {"--dry-run", "--summary", summary, "--settings", settings});
     EXPECT_EQ(dry.exit_code, 0) << dry.err;
     EXPECT_EQ(Content(source), source_before);
     EXPECT_EQ(Content(destination), destination_before);
+    EXPECT_FALSE(std::filesystem::exists(settings)) << "the dialog's choice was remembered";
 
-    ProcessResult real = run(dir_.File(std::string(c.name) + "-real.log"), {});
+    ProcessResult real = run(dir_.File(std::string(c.name) + "-real.log"), {"--settings", dir_.File("real-settings.ini")});
     EXPECT_EQ(real.exit_code, 0) << real.err;
     EXPECT_NE(Content(destination), destination_before) << "the real run changed nothing: the test proves nothing";
     std::vector<std::string> dry_log = Lines(ReadText(dir_.File(std::string(c.name) + "-dry.log")));
