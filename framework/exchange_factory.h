@@ -48,5 +48,12 @@ const char* DefaultParserName(long number);
 const std::vector<ProcedureEntry>& UnnumberedProcedures();
 // The entry of a class name (exact spelling) in either table, or null.
 const ProcedureEntry* FindProcedureByClass(const CString& className);
+// What a procedure does to the world, as far as the host must know it to try the procedure
+// without effect (a dry run): database and file work can be tried (connections roll back, files
+// go to a scratch folder); a transfer over HTTP or FTP cannot, nor a driver file's steps, which
+// name their own paths and commands. Every procedure is kLocal unless procedure_table.cpp lists
+// its class among the transfers, or it is the driver engine (kDriver).
+enum class EProcedureKind { kLocal, kTransfer, kDriver };
+EProcedureKind ProcedureKindOf(const CString& className);
 // The driver engine for the types "xmlexport" and "xmlimport" (null while not built).
 CTarvoImport* CreateDriverProcedure();

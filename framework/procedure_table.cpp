@@ -95,3 +95,14 @@ const ProcedureEntry* FindProcedureByClass(const CString& className) {
       if (className == e.className) return &e;
   return nullptr;
 }
+
+// The procedures whose work is a transfer over HTTP or FTP, and the driver engine (see
+// EProcedureKind).
+EProcedureKind ProcedureKindOf(const CString& className) {
+  static const char* const kTransfers[] = {
+      "CTarvoHttpDownload", "CTarvoHttpUpload", "CTarvoImportPellorArticoli", "CTarvoFtpUpload", "CTarvoFtpDownload",
+  };
+  for (const char* name : kTransfers)
+    if (className == name) return EProcedureKind::kTransfer;
+  return className == "CTarvoExchangeXML" ? EProcedureKind::kDriver : EProcedureKind::kLocal;
+}

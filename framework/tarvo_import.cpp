@@ -151,7 +151,11 @@ bool CTarvoImport::CloseDatabase(CDatabase* db, const char* which) {
   return true;
 }
 
-bool CTarvoImport::OpenInDatabase(bool silent) { return OpenDatabase(m_pInDatabase, m_strDestConfig, silent, "destinazione"); }
+bool CTarvoImport::OpenInDatabase(bool silent) {
+  // What the destination reads are lookups of the rows being written, not rows of the run.
+  if (m_pInDatabase) m_pInDatabase->SetRowsReadCounted(false);
+  return OpenDatabase(m_pInDatabase, m_strDestConfig, silent, "destinazione");
+}
 bool CTarvoImport::OpenOutDatabase(bool silent) { return OpenDatabase(m_pOutDatabase, m_strSrcConfig, silent, "sorgente"); }
 bool CTarvoImport::CloseInDatabase() { return CloseDatabase(m_pInDatabase, "destinazione"); }
 bool CTarvoImport::CloseOutDatabase() { return CloseDatabase(m_pOutDatabase, "sorgente"); }

@@ -40,7 +40,7 @@ std::string ProcedureHelp() {
 const char* kRunFooter =
     "Exit codes: 0 the procedure succeeded (result 1), 1 it failed, was stopped or met a database\n"
     "error (result 0), 2 it could not start (result -1), 3 no procedure for the number or class,\n"
-    "64 usage error.\n"
+    "64 usage error, 75 the same procedure is running against the same destination (run lock).\n"
     "Ctrl-C or SIGTERM asks the procedure to stop at its next unit of work.\n"
     "--config FILE (default: $TARVO_EXCHANGE_CONFIG) is an INI file of the same settings, one\n"
     "`name = value` per line (db = company.db, out-dir = /srv/out, param = \"DATA=2026\",\n"
@@ -105,6 +105,14 @@ void AddRunOptions(CLI::App& run, RunOptions& o) {
   run.add_option("--category", o.categories, "a category to check in the dialog (repeatable; alone: --choice 0)")
       ->expected(1)
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  run.add_option("--lock-wait", o.lock_wait,
+                 "seconds to wait while the same procedure runs against the same destination (default 0:\n"
+                 "exit at once with code 75)")
+      ->check(CLI::NonNegativeNumber);
+  run.add_option("--summary", o.summary_file, "write a JSON summary of the run to FILE (also of a failed or refused run)");
+  run.add_flag("--dry-run", o.dry_run,
+               "run without effect: every database change is rolled back, files go to a scratch folder;\n"
+               "refused for HTTP/FTP transfers and driver files");
   run.add_option("--settings", o.settings_file,
                  "file of what dialogs remember\n(default: $XDG_CONFIG_HOME or ~/.config, then tarvo-exchange/settings.ini)")
       ->envname("TARVO_EXCHANGE_SETTINGS");

@@ -53,6 +53,7 @@ void Console::EndProgressLocked() {
 void Console::Line(const CString& raw, int status) {
   std::lock_guard lock(mutex_);
   const CString text = tarvo::MaskSecrets(raw);
+  if (listener_) listener_->OnLine(text, status);
   std::string line = tarvo::Cp1252ToUtf8(text);
   if (status == TMS_ERROR) {
     EndProgressLocked();
@@ -93,6 +94,7 @@ void Console::Print(const std::string& utf8) {
 
 void Console::Error(const std::string& utf8) {
   std::lock_guard lock(mutex_);
+  if (listener_) listener_->OnError(tarvo::MaskSecrets(utf8));
   EndProgressLocked();
   std::fprintf(s_.err, "%s %s\n", Paint(kRed, "tarvo-exchange: error:", s_.err_is_tty).c_str(),
                tarvo::MaskSecrets(utf8).c_str());

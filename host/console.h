@@ -14,6 +14,14 @@
 
 class Console {
  public:
+  // Sees every line and host error as it is printed (masked), under the console's lock: the run
+  // summary's tally. Not owned.
+  class Listener {
+   public:
+    virtual ~Listener() = default;
+    virtual void OnLine(const CString& text, int status) = 0;  // Windows-1252
+    virtual void OnError(const std::string& utf8) = 0;
+  };
   struct Streams {
     std::FILE* out = stdout;
     std::FILE* err = stderr;
@@ -27,6 +35,11 @@ class Console {
   static Streams ProcessStreams();
 
   explicit Console(const Streams& streams) : s_(streams) {}
+  // Installs `listener` (null: none) until the next call.
+  void SetListener(Listener* listener) {
+    std::lock_guard lock(mutex_);
+    listener_ = listener;
+  }
 
   // One posted line; `status` is the procedure's EThreadMessageStatus.
   void Line(const CString& text, int status);
@@ -52,4 +65,5 @@ class Console {
   std::mutex mutex_;
   Streams s_;
   bool progress_open_ = false;
+  Listener* listener_ = nullptr;
 };

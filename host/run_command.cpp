@@ -1,5 +1,7 @@
 #include "host/run_command.h"
 
+#include <stdlib.h>
+
 #include <chrono>
 #include <cstdlib>
 #include <deque>
@@ -9,12 +11,16 @@
 
 #include "framework/exchange_factory.h"
 #include "host/parser_dialog_run.h"
+#include "host/run_lock.h"
+#include "host/run_summary.h"
 #include "host/stop_signals.h"
 #include "host/terminal_ui.h"
 #include "platform/files.h"
 #include "platform/http_client.h"
+#include "platform/run_journal.h"
 #include "platform/settings.h"
 #include "platform/stdio_file.h"
+#include "xmlengine/tarvo_exchange_xml.h"
 
 namespace {
 // Posted by the worker thread after Run returned: every line of the run is queued before it.
@@ -204,11 +210,130 @@ int RunOnWorker(CTarvoImport& procedure, CWnd& window, CEvent& stop, Console& co
   return result;
 }
 
-int RunCommand(const RunOptions& options, Console& console) {
+namespace {
+// The procedure as the notes call it.
+std::string ProcedureName(const RunOptions& o) {
+  return o.number ? tarvo::StrFormat("procedure %ld", *o.number) : "procedure " + o.class_name;
+}
+
+// Keeps the dry-run switch on for a scope.
+class DryRunScope {
+ public:
+  explicit DryRunScope(bool on) : on_(on) { tarvo::SetDryRun(on); }
+  ~DryRunScope() {
+    if (on_) tarvo::SetDryRun(false);
+  }
+  DryRunScope(const DryRunScope&) = delete;
+  DryRunScope& operator=(const DryRunScope&) = delete;
+
+ private:
+  bool on_;
+};
+
+// The folder a dry run writes its files into, under the temporary folder; removed again at the
+// end of the command when nothing was written into it.
+class ScratchFolder {
+ public:
+  ScratchFolder() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "tarvo-exchange-dry-run-XXXXXX").string();
+    if (::mkdtemp(pattern.data())) path_ = pattern;
+  }
+  ~ScratchFolder() {
+    std::error_code ec;
+    if (!path_.empty()) std::filesystem::remove(path_, ec);  // only an empty folder goes
+  }
+  ScratchFolder(const ScratchFolder&) = delete;
+  ScratchFolder& operator=(const ScratchFolder&) = delete;
+  const std::string& Path() const { return path_; }  // empty when it could not be made
+  bool Empty() const {
+    std::error_code ec;
+    return std::filesystem::is_empty(path_, ec) || ec;
+  }
+
+ private:
+  std::string path_;
+};
+
+// Takes the run lock of the procedure on the destination, waiting as the options say. Returns 0
+// when it is held by this run, otherwise the exit code.
+int TakeRunLock(RunLock& lock, const RunOptions& options, const std::string& destination, Console& console) {
+  const std::string name = ProcedureName(options);
+  auto stopped = [] { return StopSignals::Count() > 0; };
+  try {
+    RunLock::Outcome outcome = lock.Acquire(std::chrono::milliseconds(0), stopped);
+    if (outcome == RunLock::Outcome::kHeld && options.lock_wait > 0) {
+      console.Note(tarvo::StrFormat("%s is running against \"%s\" (%s): waiting up to %ld s for it to end",
+                                    name.c_str(), destination.c_str(), lock.Holder().c_str(), options.lock_wait));
+      outcome = lock.Acquire(std::chrono::seconds(options.lock_wait), stopped);
+    }
+    if (outcome == RunLock::Outcome::kAcquired) return 0;
+    if (outcome == RunLock::Outcome::kStopped) {
+      console.Note("stopped while waiting for the run lock: the procedure did not run");
+      return kExitFailed;
+    }
+  } catch (const tarvo::CException& e) {
+    console.Error("cannot take the run lock on \"" + destination + "\": " + tarvo::Cp1252ToUtf8(e.what()));
+    return kExitNotStarted;
+  }
+  console.Error(tarvo::StrFormat("%s is already running against \"%s\" (%s, %s)%s: this run did not start",
+                                 name.c_str(), destination.c_str(),
+                                 lock.Holder().empty() ? "holder unknown" : lock.Holder().c_str(), lock.Where().c_str(),
+                                 options.lock_wait > 0 ? tarvo::StrFormat(" after %ld s", options.lock_wait).c_str() : ""));
+  return kExitLocked;
+}
+
+// The dry run's last line, to the terminal and the log file like the procedure's own.
+void LogDryRunEnd(Console& console, CStdioFile* log, const std::string& scratch) {
+  std::vector<CString> lines = {"Prova a vuoto: tutte le transazioni sono state annullate, nessuna modifica salvata."};
+  if (!scratch.empty()) lines.push_back(Cp1252("Prova a vuoto: file scritti nella cartella " + scratch));
+  for (const CString& line : lines) {
+    console.Line(line, TMS_INFO);
+    if (log) {
+      try {
+        log->WriteLine(line);
+        log->Flush();
+      } catch (const tarvo::CException&) {
+      }
+    }
+  }
+}
+
+// Whether a dry run of the procedure of class `className` must be refused (said on the console):
+// what it does outside the databases cannot be tried without doing it.
+bool RefuseDryRun(const RunOptions& options, const std::string& className, Console& console) {
+  const char* why = nullptr;
+  switch (ProcedureKindOf(className)) {
+    case EProcedureKind::kLocal: return false;
+    case EProcedureKind::kTransfer: why = "transfers files over HTTP or FTP"; break;
+    case EProcedureKind::kDriver: why = "runs a driver file, whose steps name their own files, commands and servers"; break;
+  }
+  console.Error(ProcedureName(options) + " (" + className + ") " + why +
+                ", which cannot be tried without doing it: --dry-run refused");
+  return true;
+}
+
+const char* OutcomeOf(int exitCode) {
+  switch (exitCode) {
+    case kExitDone: return "done";
+    case kExitNotStarted: return "not-started";
+    case kExitNoProcedure: return "no-procedure";
+    case kExitUsage: return "usage";
+    case kExitLocked: return "locked";
+    default: return "failed";
+  }
+}
+
+int RunSteps(const RunOptions& options, Console& console, RunSummary& summary) {
   if (std::string problem = ValidateRunOptions(options); !problem.empty()) {
     console.Error(problem);
     return kExitUsage;
   }
+  const ProcedureEntry* entry = options.number ? FindProcedure(*options.number) : FindProcedureByClass(options.class_name);
+  if (entry) {
+    summary.class_name = entry->className;
+    summary.description = tarvo::Cp1252ToUtf8(entry->description);
+  }
+  if (options.dry_run && entry && RefuseDryRun(options, entry->className, console)) return kExitUsage;
   // From here on Ctrl-C only asks the procedure to stop, also once it has ended.
   StopSignals signals;
   ApplyHostSettings(options);
@@ -232,6 +357,14 @@ int RunCommand(const RunOptions& options, Console& console) {
     console.Error("no database \"" + options.db + "\" (create one with tarvo-exchange init)");
     return kExitNotStarted;
   }
+  const std::string destination = WithPassword(AbsoluteConfig(options.dest.empty() ? options.db : options.dest), options.db_password);
+  summary.destination = tarvo::MaskSecrets(destination);
+  RunLock lock(destination, options.number ? std::to_string(*options.number) : options.class_name);
+  const int refused = TakeRunLock(lock, options, summary.destination, console);
+  summary.lock = lock.Where();
+  if (refused == kExitFailed) summary.outcome = "stopped";  // while it waited
+  if (refused) return refused;
+
   CDatabase database;
   try {
     if (!CConnectionAdministrator::ConnectDatabase(database, WithPassword(options.db, options.db_password))) {
@@ -256,11 +389,19 @@ int RunCommand(const RunOptions& options, Console& console) {
   CWnd window;
   CEvent stop;
 
+  // Connections opened from here on (the procedure's) never commit in a dry run.
+  DryRunScope dryRun(options.dry_run);
+  std::optional<ScratchFolder> scratch;
+  if (options.dry_run) scratch.emplace();
+  if (scratch && scratch->Path().empty()) {
+    console.Error("cannot make a scratch folder for the dry run: " + tarvo::Cp1252ToUtf8(tarvo::GetSystemError()));
+    return kExitNotStarted;
+  }
+
   ProcedurePtr procedure;
-  std::string name;  // how the notes call the procedure
+  const std::string name = ProcedureName(options);
   if (options.number) {
     const long number = *options.number;
-    name = tarvo::StrFormat("procedure %ld", number);
     CExchangeFactory factory(&database);
     procedure.reset(factory.GetExchangeProcedure(number));
     if (!procedure) {
@@ -272,7 +413,6 @@ int RunCommand(const RunOptions& options, Console& console) {
       return kExitNoProcedure;
     }
   } else {
-    name = "procedure " + options.class_name;
     const ProcedureEntry* known = FindProcedureByClass(options.class_name);
     if (!known) {
       console.Error("no procedure class " + options.class_name + " (run --help lists them)");
@@ -289,7 +429,14 @@ int RunCommand(const RunOptions& options, Console& console) {
     procedure.reset(known->create());
   }
 
+  // A number of the procedure table of type "xmlexport" or "xmlimport" gives the driver engine.
+  if (dynamic_cast<CTarvoExchangeXML*>(procedure.get())) {
+    summary.class_name = "CTarvoExchangeXML";
+    if (options.dry_run && RefuseDryRun(options, summary.class_name, console)) return kExitUsage;
+  }
   ConfigureProcedure(*procedure, options);
+  if (!procedure->GetDescrizione().empty()) summary.description = tarvo::Cp1252ToUtf8(procedure->GetDescrizione());
+  if (scratch) procedure->SetOutDir(scratch->Path());
   procedure->SetParentWnd(&window);
   procedure->SetEventStop(stop);
   procedure->SetLogFile(log.get());
@@ -316,9 +463,43 @@ int RunCommand(const RunOptions& options, Console& console) {
   }
   dialog.reset();
 
+  // The files the run writes: into its output folder, or for a mirror into its input folder.
+  const std::vector<std::string> folders = {procedure->GetOutDir(), procedure->GetInDir()};
+  const FolderSnapshot before = FolderSnapshot::Take(folders);
+  tarvo::TakeTableRowCounts();  // what the factory and the dialog read is not the run's
   int result = RunOnWorker(*procedure, window, stop, console);
   ui.Attach(nullptr);
-  procedure.reset();
+  procedure.reset();  // closes the databases: a dry run's work is rolled back here
+  summary.result = result;
+  summary.tables = tarvo::TakeTableRowCounts();
+  summary.files = FilesWritten(before, FolderSnapshot::Take(folders));
+  if (scratch) {
+    if (!scratch->Empty()) summary.scratch_folder = scratch->Path();
+    LogDryRunEnd(console, log.get(), summary.scratch_folder);
+  }
+  if (result != 1 && stop.IsSet()) summary.outcome = "stopped";
   console.Note(tarvo::StrFormat("%s ended with result %d", name.c_str(), result));
   return ExitCodeForResult(result);
+}
+}  // namespace
+
+int RunCommand(const RunOptions& options, Console& console) {
+  RunSummary summary;
+  summary.number = options.number;
+  summary.class_name = options.class_name;
+  summary.dry_run = options.dry_run;
+  console.SetListener(&summary.lines);
+  const int code = RunSteps(options, console, summary);
+  summary.ended = std::chrono::system_clock::now();
+  summary.exit_code = code;
+  if (summary.outcome.empty()) summary.outcome = OutcomeOf(code);
+  if (!options.summary_file.empty()) {
+    try {
+      summary.Write(AbsolutePath(options.summary_file));
+    } catch (const tarvo::CException& e) {
+      console.Error(tarvo::Cp1252ToUtf8(e.what()) + " (\"" + options.summary_file + "\")");
+    }
+  }
+  console.SetListener(nullptr);
+  return code;
 }

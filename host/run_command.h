@@ -17,6 +17,7 @@ enum ExitCode : int {
   kExitNotStarted = 2,   // result -1: could not start
   kExitNoProcedure = 3,  // no procedure for the number or class name
   kExitUsage = 64,       // bad command line
+  kExitLocked = 75,      // the same procedure runs against the same destination (run lock held)
 };
 int ExitCodeForResult(int result);
 
@@ -43,6 +44,12 @@ struct RunOptions {
   std::optional<int> choice;
   std::vector<std::string> categories;
   std::string settings_file;  // what dialogs remember; default DefaultSettingsFile()
+  // Unattended running: seconds to wait for the run lock (0: refuse at once), the JSON summary
+  // written at the end (empty: none), and a dry run (nothing committed, files in a scratch
+  // folder, transfers refused).
+  long lock_wait = 0;
+  std::string summary_file;
+  bool dry_run = false;
 };
 
 // $XDG_CONFIG_HOME/tarvo-exchange/settings.ini, or the same under ~/.config; empty without a home.
@@ -79,5 +86,7 @@ void ConfigureProcedure(CTarvoImport& procedure, const RunOptions& options);
 // one the host thread pumps.
 int RunOnWorker(CTarvoImport& procedure, CWnd& window, CEvent& stop, Console& console);
 
-// The whole command. Returns the exit code.
+// The whole command: takes the run lock, runs the procedure (in a dry run if asked) and writes
+// the summary when one is asked for, also when the run fails or cannot start. Returns the exit
+// code.
 int RunCommand(const RunOptions& options, Console& console);

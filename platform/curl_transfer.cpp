@@ -14,6 +14,7 @@
 #include "platform/files.h"
 #include "platform/ftp_client.h"
 #include "platform/http_client.h"
+#include "platform/run_journal.h"
 
 namespace tarvo {
 namespace {
@@ -30,8 +31,10 @@ void Check(CURLcode rc, const char* errorBuffer) {
   throw CNetException(static_cast<long>(rc), MaskSecrets(text));
 }
 
-// Performs the prepared transfer with a cleared error buffer.
+// Performs the prepared transfer with a cleared error buffer. A dry run moves nothing over the
+// network: a transfer cannot be tried without doing it.
 void PerformChecked(CURL* easy, char* errorBuffer) {
+  if (IsDryRun()) throw CNetException(CURLE_FAILED_INIT, "trasferimento non eseguito: prova a vuoto (--dry-run)");
   errorBuffer[0] = '\0';
   Check(curl_easy_perform(easy), errorBuffer);
 }

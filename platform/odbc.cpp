@@ -12,6 +12,7 @@
 #include <sys/stat.h>
 
 #include "platform/files.h"
+#include "platform/run_journal.h"
 
 namespace tarvo {
 
@@ -192,16 +193,25 @@ bool CDatabase::OpenEx(const CString& config) {
     } catch (const CDBException&) {
     }
   }
+  if (tarvo::IsDryRun()) {
+    // Nothing is committed until the end, so a second connection of the run that wants a row
+    // this one changed would wait for ever: give up after a minute with an error instead.
+    if (dialect_ == EDialect::kPostgreSQL) ExecuteSQL("SET lock_timeout = '60s'");
+    Check(SQLSetConnectAttr(h, SQL_ATTR_AUTOCOMMIT, reinterpret_cast<SQLPOINTER>(SQL_AUTOCOMMIT_OFF), 0),
+          SQL_HANDLE_DBC, h, "OpenEx");
+    dry_run_ = true;
+  }
   return true;
 }
 
 void CDatabase::Close() {
   if (!hdbc_) return;
   SQLHDBC h = static_cast<SQLHDBC>(hdbc_);
-  if (in_transaction_) {
+  if (in_transaction_ || dry_run_) {
     SQLEndTran(SQL_HANDLE_DBC, h, SQL_ROLLBACK);
     SQLSetConnectAttr(h, SQL_ATTR_AUTOCOMMIT, reinterpret_cast<SQLPOINTER>(SQL_AUTOCOMMIT_ON), 0);
     in_transaction_ = false;
+    dry_run_ = false;
   }
   SQLDisconnect(h);
   SQLFreeHandle(SQL_HANDLE_DBC, h);
@@ -300,8 +310,17 @@ void CDatabase::ExecuteScript(const CString& script) {
   for (const CString& stmt : SplitSqlScript(script)) ExecuteSQL(stmt);
 }
 
+namespace {
+const char kDryRunSavepoint[] = "TARVO_DRY_RUN";
+}
+
 bool CDatabase::BeginTrans() {
   if (!hdbc_ || in_transaction_) return false;
+  if (dry_run_) {
+    ExecuteSQL(CString("SAVEPOINT ") + kDryRunSavepoint);
+    in_transaction_ = true;
+    return true;
+  }
   Check(SQLSetConnectAttr(static_cast<SQLHDBC>(hdbc_), SQL_ATTR_AUTOCOMMIT,
                           reinterpret_cast<SQLPOINTER>(SQL_AUTOCOMMIT_OFF), 0),
         SQL_HANDLE_DBC, hdbc_, "BeginTrans");
@@ -311,6 +330,11 @@ bool CDatabase::BeginTrans() {
 
 bool CDatabase::CommitTrans() {
   if (!hdbc_ || !in_transaction_) return false;
+  if (dry_run_) {
+    ExecuteSQL(CString("RELEASE SAVEPOINT ") + kDryRunSavepoint);
+    in_transaction_ = false;
+    return true;
+  }
   SQLHDBC h = static_cast<SQLHDBC>(hdbc_);
   SQLRETURN rc = SQLEndTran(SQL_HANDLE_DBC, h, SQL_COMMIT);
   if (!SQL_SUCCEEDED(rc)) ThrowDiag(rc, SQL_HANDLE_DBC, h, "CommitTrans");
@@ -321,6 +345,12 @@ bool CDatabase::CommitTrans() {
 
 bool CDatabase::Rollback() {
   if (!hdbc_ || !in_transaction_) return false;
+  if (dry_run_) {
+    in_transaction_ = false;
+    ExecuteSQL(CString("ROLLBACK TO SAVEPOINT ") + kDryRunSavepoint);
+    ExecuteSQL(CString("RELEASE SAVEPOINT ") + kDryRunSavepoint);
+    return true;
+  }
   SQLHDBC h = static_cast<SQLHDBC>(hdbc_);
   SQLRETURN rc = SQLEndTran(SQL_HANDLE_DBC, h, SQL_ROLLBACK);
   SQLSetConnectAttr(h, SQL_ATTR_AUTOCOMMIT, reinterpret_cast<SQLPOINTER>(SQL_AUTOCOMMIT_ON), 0);

@@ -100,11 +100,20 @@ class CDatabase {
   void ExecuteScript(const CString& script);
 
   // Transactions: BeginTrans switches auto-commit off until CommitTrans or Rollback.
+  // A connection opened during a dry run (tarvo::IsDryRun) never commits: the whole connection is
+  // one transaction that Close rolls back, and BeginTrans, CommitTrans and Rollback become a
+  // savepoint, its release and a rollback to it, so that the run sees its own work as a real run
+  // would while nothing reaches the database. InTransaction tells of the caller's transaction.
   bool CanTransact() const { return true; }
   bool BeginTrans();
   bool CommitTrans();
   bool Rollback();
   bool InTransaction() const { return in_transaction_; }
+  bool IsDryRun() const { return dry_run_; }
+  // Whether record sets on this connection count the rows they fetch as rows read
+  // (tarvo::CTableRowCounts): yes for a source, no for a destination, whose reads are key lookups.
+  void SetRowsReadCounted(bool on) { rows_read_counted_ = on; }
+  bool RowsReadCounted() const { return rows_read_counted_; }
 
   // Character set conversion between our Windows-1252 text and the database's.
   CString ToDatabaseText(std::string_view text) const;
@@ -119,6 +128,8 @@ class CDatabase {
   bool utf8_ = true;
   bool in_transaction_ = false;
   bool statement_savepoints_ = true;
+  bool dry_run_ = false;
+  bool rows_read_counted_ = true;
 };
 
 // A prepared statement on one database. Reusable: Execute may be called many times.

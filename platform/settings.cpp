@@ -11,6 +11,7 @@
 #include "platform/errors.h"
 #include "platform/files.h"
 #include "platform/odbc.h"
+#include "platform/run_journal.h"
 
 namespace {
 struct Store {
@@ -97,7 +98,7 @@ bool CRegistryAdministrator::GetClassValue(const CString& className, const CStri
 void CRegistryAdministrator::SetClassValue(const CString& className, const CString& name, const CString& value) {
   std::lock_guard<std::mutex> lock(S().mutex);
   S().classes[className][name] = value;
-  if (S().settings_file.empty()) return;
+  if (S().settings_file.empty() || tarvo::IsDryRun()) return;  // a dry run remembers for itself only
   // Another run may have written the file meanwhile: keep its values, change only this one.
   ClassValues stored = ReadSettingsFile(S().settings_file);
   stored[className][name] = value;

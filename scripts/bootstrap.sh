@@ -10,6 +10,7 @@ PACKAGES=(
   sqlite3 postgresql-15 postgresql-client-15
   python3 python3-pyftpdlib zip unzip libjpeg-turbo-progs
   libncurses-dev tmux
+  nlohmann-json3-dev python3-jsonschema
   clang libclang-rt-14-dev
 )
 missing=()

@@ -146,6 +146,8 @@ void CRecordBatch::Execute() {
   };
   runAll(updates_, width + 1, true, updateStatements_);
   runAll(inserts_, width, false, insertStatements_);
+  table_.CountWrites(static_cast<long long>(inserts_.size() / width),
+                     static_cast<long long>(updates_.size() / (width + 1)));
   Clear();
 }
 

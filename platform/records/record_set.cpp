@@ -156,12 +156,20 @@ bool CRecordSetBase::Open() {
   rs_->Open(GetSelectSQL());
   open_ = true;
   Load();
+  if (!IsEOF() && db_->RowsReadCounted()) ++counts_.read;
   return true;
 }
 
 bool CRecordSetBase::Requery() { return Open(); }
 
+void CRecordSetBase::CountWrites(long long inserted, long long updated) {
+  counts_.inserted += inserted;
+  counts_.updated += updated;
+}
+
 void CRecordSetBase::Close() {
+  tarvo::AddTableRowCounts(table_, counts_);
+  counts_ = {};
   if (rs_) rs_->Close();
   open_ = false;
   mode_ = Mode::kNone;
@@ -172,6 +180,7 @@ void CRecordSetBase::MoveNext() {
   mode_ = Mode::kNone;
   rs_->MoveNext();
   Load();
+  if (!IsEOF() && db_->RowsReadCounted()) ++counts_.read;
 }
 
 void CRecordSetBase::Load() {
@@ -327,6 +336,7 @@ bool CRecordSetBase::Update() {
     try {
       long rows = Run(sql, params);
       Restore();
+      CountWrites(rows != 0 ? 1 : 0, 0);
       return rows != 0;
     } catch (...) {
       Restore();
@@ -335,14 +345,17 @@ bool CRecordSetBase::Update() {
   }
   if (written.empty() || row_.empty()) {
     Restore();
+    ++counts_.skipped;
     return false;
   }
   for (const CDBValue& v : KeyValues()) params.push_back(v);
   long rows = Run("UPDATE " + table_ + " SET " + sets + " WHERE " + KeyCondition(), params);
   if (rows == 0) {
     Restore();
+    ++counts_.skipped;
     return false;
   }
+  CountWrites(0, 1);
   for (size_t k = 0; k < written.size(); ++k) {
     const Field& f = *fields_[written[k]];
     row_[written[k]] = std::holds_alternative<std::monostate>(params[k]) ? CDBValue{} : f.Raw();

@@ -35,6 +35,7 @@
 #include <vector>
 
 #include "platform/odbc.h"
+#include "platform/run_journal.h"
 
 class CRecordSetBase {
  public:
@@ -96,6 +97,10 @@ class CRecordSetBase {
   CDatabase* GetDatabase() const { return db_; }
   CString GetSelectSQL() const;  // the query Open runs now
 
+  // Rows written for this table in its place (by a batch of rows); counted in the run's rows per
+  // table (platform/run_journal.h), which the record set feeds when it closes.
+  void CountWrites(long long inserted, long long updated);
+
  protected:
   // `keyColumns`: the primary key, comma-separated ("ID", "ID_ARTICOLO, ID_DEPOSITO, ANNO");
   // empty for a view, which is then read-only. `notNullColumns`: the other columns the table
@@ -133,6 +138,7 @@ class CRecordSetBase {
   Mode mode_ = Mode::kNone;
   std::vector<CDBValue> row_;  // the current row as read (for Restore and the key)
   std::map<CString, std::unique_ptr<CODBCStatement>> statements_;  // prepared writes, by SQL
+  tarvo::CTableRowCounts counts_;  // since the last Close
 };
 
 namespace tarvo {

@@ -34,6 +34,7 @@ class Subprocess {
   bool WaitForOutput(const std::function<bool(const std::string& out, const std::string& err)>& done,
                      std::chrono::milliseconds timeout = std::chrono::seconds(60));
   void Signal(int signal);
+  pid_t Pid() const { return pid_; }  // -1 once finished
   // Collects the rest of the output and the exit status; kills the child after `timeout`.
   ProcessResult Finish(std::chrono::milliseconds timeout = std::chrono::seconds(120));
 
