@@ -90,6 +90,7 @@ WebShopServer::WebShopServer(std::string login, std::string password, std::strin
   server_.Get(kPhotoPath, [this](const httplib::Request& req, httplib::Response& res) { HandlePhotoGet(req, res); });
   server_.Post(kPhotoPath, [this](const httplib::Request& req, httplib::Response& res,
                                   const httplib::ContentReader& reader) { HandlePhotoPost(req, res, reader); });
+  server_.set_tcp_nodelay(true);
   port_ = server_.bind_to_any_port("127.0.0.1");
   thread_ = std::thread([this] { server_.listen_after_bind(); });
   while (!server_.is_running()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
