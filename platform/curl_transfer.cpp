@@ -52,14 +52,16 @@ void ApplyTimeouts(CURL* easy, const CTransferTimeouts& t) {
 }
 
 // Settings every handle gets: no signals (we run on worker threads), our error buffer.
+void ApplyDefaults(CURL* easy, char* errorBuffer) {
+  curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
+  curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, errorBuffer);
+  ApplyTimeouts(easy, GetDefaultTransferTimeouts());
+}
+
 EasyHandle NewEasyHandle(char* errorBuffer) {
   InitTransferLibrary();
   EasyHandle easy(curl_easy_init());
-  if (easy) {
-    curl_easy_setopt(easy.get(), CURLOPT_NOSIGNAL, 1L);
-    curl_easy_setopt(easy.get(), CURLOPT_ERRORBUFFER, errorBuffer);
-    ApplyTimeouts(easy.get(), GetDefaultTransferTimeouts());
-  }
+  if (easy) ApplyDefaults(easy.get(), errorBuffer);
   return easy;
 }
 
@@ -156,6 +158,19 @@ std::unique_ptr<CHttpClient> CHttpClient::Create() {
   curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, WriteThunk);
   curl_easy_setopt(easy, CURLOPT_WRITEDATA, &impl->slot);
   return std::unique_ptr<CHttpClient>(new CHttpClient(std::move(impl)));
+}
+
+void CHttpClient::Reset() {
+  CURL* easy = impl_->easy.get();
+  curl_easy_reset(easy);  // keeps the open connections
+  curl_formfree(impl_->form);
+  impl_->form = impl_->formLast = nullptr;
+  curl_slist_free_all(impl_->headers);
+  impl_->headers = nullptr;
+  impl_->slot = CallbackSlot{};
+  ApplyDefaults(easy, impl_->errorBuffer);
+  curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, WriteThunk);
+  curl_easy_setopt(easy, CURLOPT_WRITEDATA, &impl_->slot);
 }
 
 CHttpClient::CHttpClient(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}

@@ -1,7 +1,8 @@
 // An HTTP transfer over one libcurl easy handle: GET or multipart POST, custom request headers,
 // a write function for the reply body and a progress function, then the reply's status and
 // content type. One object serves one transfer at a time on one thread; it owns its handle,
-// form and header list and frees them when destroyed.
+// form and header list and frees them when destroyed. Reset prepares it for the next request:
+// a series of requests to one server then travels over one kept-alive connection.
 //
 // The write and progress functions have libcurl's own shapes, so the procedures' static
 // callbacks are handed over unchanged. An exception they raise does not cross libcurl: the
@@ -62,6 +63,10 @@ class CHttpClient {
   ~CHttpClient();
   CHttpClient(const CHttpClient&) = delete;
   CHttpClient& operator=(const CHttpClient&) = delete;
+
+  // Forgets every setting of the last request (a fresh GET with the default time-outs) but keeps
+  // the connections libcurl holds open.
+  void Reset();
 
   void SetUrl(const CString& url);
   void SetUserAgent(const CString& agent);

@@ -2,8 +2,6 @@
 
 #include <xercesc/dom/DOM.hpp>
 #include <xercesc/parsers/XercesDOMParser.hpp>
-#include <xercesc/sax/SAXParseException.hpp>
-#include <xercesc/util/OutOfMemoryException.hpp>
 
 #include <cerrno>
 #include <memory>
@@ -59,23 +57,36 @@ bool CTarvoHttpPhotoTransfer::FetchHttpFilesList(const CString& listPath, const 
   return true;
 }
 
-bool CTarvoHttpPhotoTransfer::TransferEach(const std::map<CString, CString>& files, const CString& verb,
+bool CTarvoHttpPhotoTransfer::TransferEach(std::map<CString, CString>& files, const CString& verb,
                                            const char* doneLineEnd,
-                                           const std::function<void(const CString& name)>& transfer) {
+                                           const std::function<void(const CString& name)>& transfer,
+                                           const std::function<bool(const CString& name)>& isCurrent) {
   Log(" - " + verb + " dei nuovi file disponibili ... ", TMS_NONE);
-  for (const auto& entry : files) {
+  for (auto entry = files.begin(); entry != files.end();) {
+    if (isCurrent && isCurrent(entry->first)) {
+      entry = files.erase(entry);
+      continue;
+    }
     if (CtrlEventStop()) return false;
-    Log(" -- " + verb + " del file " + entry.first + " ... ", TMS_NONE);
-    transfer(entry.first);
-    Log(" -- " + verb + " del file " + entry.first + doneLineEnd, TMS_NONE);
+    Log(" -- " + verb + " del file " + entry->first + " ... ", TMS_NONE);
+    transfer(entry->first);
+    Log(" -- " + verb + " del file " + entry->first + doneLineEnd, TMS_NONE);
+    ++entry;
   }
   Log(" - " + verb + " dei nuovi file disponibili terminato ", TMS_NONE);
   return true;
 }
 
 int CTarvoHttpPhotoTransfer::Finish(bool done) {
+  m_pHttp.reset();
   NotifyFinished(done ? 1 : 0);
   return done ? 1 : 0;
+}
+
+tarvo::CHttpClient* CTarvoHttpPhotoTransfer::NextRequest() {
+  if (m_pHttp) m_pHttp->Reset();
+  else m_pHttp = tarvo::CHttpClient::Create();
+  return m_pHttp.get();
 }
 
 bool CTarvoHttpPhotoTransfer::DownloadHttpFilesList(CString listPath) {
@@ -95,7 +106,7 @@ bool CTarvoHttpPhotoTransfer::DownloadHttpFile(CString name) {
 }
 
 bool CTarvoHttpPhotoTransfer::FetchToFile(const CString& url, const CString& path) {
-  std::unique_ptr<tarvo::CHttpClient> http = tarvo::CHttpClient::Create();
+  tarvo::CHttpClient* http = NextRequest();
   if (!http) return false;
   http->SetUrl(url);
   http->SetUserAgent(kUserAgent);
@@ -139,7 +150,6 @@ bool CTarvoHttpPhotoTransfer::FetchToFile(const CString& url, const CString& pat
 
   const CString contentType = http->GetContentType();
   const long status = http->GetResponseCode();
-  http.reset();
   Log(" -- Content-type: " + contentType, TMS_NONE);
   if (contentType.find("text/plain") != CString::npos) {
     // The server's message in place of the file: show it, keep the old file.
@@ -182,31 +192,22 @@ bool CTarvoHttpPhotoTransfer::ParseHttpFilesList(const CString& listPath,
   auto reporter = std::make_unique<DOMTreeErrorReporter>(m_bVerbose, [this](const CString& text) { Log(text, TMS_ERROR); });
   parser->setErrorHandler(reporter.get());
   parser->PrepareForDrivers();
-  try {
-    parser->parse(XStr(tarvo::NativePath(listPath)).c_str());
-    if (parser->getErrorCount() > 0) return false;
-    const xercesc::DOMDocument* document = parser->getDocument();
-    const xercesc::DOMElement* root = document ? document->getDocumentElement() : nullptr;
-    if (!root) return false;
-    for (const xercesc::DOMNode* node = root->getFirstChild(); node; node = node->getNextSibling()) {
-      if (CtrlEventStop()) return false;
-      if (node->getNodeType() != xercesc::DOMNode::ELEMENT_NODE || ToLocal(node->getNodeName()) != "file") continue;
-      auto* element = static_cast<const xercesc::DOMElement*>(node);
-      take({Attribute(element, "name"), Attribute(element, "mtime"), Attribute(element, "size"),
-            Attribute(element, "md5")});
-    }
-  } catch (const xercesc::XMLException& e) {
-    Log("Errore durante la lettura del driver\n   Dettagli: " + tarvo::xml::MessageOf(e), TMS_NONE);
-    return false;
-  } catch (const xercesc::DOMException& e) {
-    Log("Errore durante la lettura del driver\n   Dettagli: " + tarvo::xml::MessageOf(e), TMS_NONE);
-    return false;
-  } catch (const xercesc::SAXParseException& e) {
-    reporter->fatalError(e);  // nested too deep: reported like the parser's own errors
-    return false;
-  } catch (const xercesc::OutOfMemoryException&) {
-    Log("Errore durante la lettura del driver\n   Dettagli: memoria esaurita", TMS_NONE);
-    return false;
-  }
-  return true;
+  return tarvo::xml::ReadGuarded(
+      [&] {
+        parser->parse(XStr(tarvo::NativePath(listPath)).c_str());
+        if (parser->getErrorCount() > 0) return false;
+        const xercesc::DOMDocument* document = parser->getDocument();
+        const xercesc::DOMElement* root = document ? document->getDocumentElement() : nullptr;
+        if (!root) return false;
+        for (const xercesc::DOMNode* node = root->getFirstChild(); node; node = node->getNextSibling()) {
+          if (CtrlEventStop()) return false;
+          if (node->getNodeType() != xercesc::DOMNode::ELEMENT_NODE || ToLocal(node->getNodeName()) != "file") continue;
+          auto* element = static_cast<const xercesc::DOMElement*>(node);
+          take({Attribute(element, "name"), Attribute(element, "mtime"), Attribute(element, "size"),
+                Attribute(element, "md5")});
+        }
+        return true;
+      },
+      *reporter,
+      [this](const CString& details) { Log("Errore durante la lettura del driver\n   Dettagli: " + details, TMS_NONE); });
 }

@@ -20,8 +20,10 @@
 
 #include <functional>
 #include <map>
+#include <memory>
 
 #include "framework/tarvo_import.h"
+#include "platform/http_client.h"
 
 class CTarvoHttpPhotoTransfer : public CTarvoImport {
  public:
@@ -52,11 +54,17 @@ class CTarvoHttpPhotoTransfer : public CTarvoImport {
   // `read`, between the phase lines. False when either step failed.
   bool FetchHttpFilesList(const CString& listPath, const std::function<bool()>& read);
   // The transfer phase: `transfer` for every file of `files` in order, between the lines of
-  // `verb` ("Upload", "Download"); a failed file does not stop it. False on a stop request.
-  bool TransferEach(const std::map<CString, CString>& files, const CString& verb, const char* doneLineEnd,
-                    const std::function<void(const CString& name)>& transfer);
-  // Posts the finished notice for `done` and gives the run's result (1 or 0).
+  // `verb` ("Upload", "Download"); a failed file does not stop it. A file for which `isCurrent`
+  // (when given) holds is dropped from `files` without a line. False on a stop request.
+  bool TransferEach(std::map<CString, CString>& files, const CString& verb, const char* doneLineEnd,
+                    const std::function<void(const CString& name)>& transfer,
+                    const std::function<bool(const CString& name)>& isCurrent = nullptr);
+  // Posts the finished notice for `done`, closes the connection to the server and gives the
+  // run's result (1 or 0).
   int Finish(bool done);
+  // The client for the next request to the server, its settings cleared; every request of a run
+  // goes through it, so they share one kept-alive connection. Null when libcurl has no handle.
+  tarvo::CHttpClient* NextRequest();
   // True when `name` can only name a file directly inside the photo folder.
   static bool IsPlainFileName(const CString& name);
   // A text this system prints that may hold a URL with the password, the password masked.
@@ -66,4 +74,6 @@ class CTarvoHttpPhotoTransfer : public CTarvoImport {
   // GET `url` into `path` (through a temporary file); the shared core of the list and photo
   // downloads.
   bool FetchToFile(const CString& url, const CString& path);
+
+  std::unique_ptr<tarvo::CHttpClient> m_pHttp;
 };

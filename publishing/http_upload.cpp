@@ -1,12 +1,6 @@
 #include "publishing/http_upload.h"
 
 #include <algorithm>
-#include <atomic>
-#include <exception>
-#include <memory>
-#include <mutex>
-#include <thread>
-#include <vector>
 
 #include "platform/files.h"
 #include "platform/http_client.h"
@@ -17,75 +11,92 @@ bool IsPicture(const CString& lowerName) {
   CString extension = dot == CString::npos ? CString() : lowerName.substr(dot + 1);
   return extension == "jpg" || extension == "jpeg" || extension == "gif" || extension == "png";
 }
+
+// However a run or scan ends, the fingerprint workers stop with it.
+struct StopDigestsOnExit {
+  std::unique_ptr<CFolderDigests>& digests;
+  ~StopDigestsOnExit() { digests.reset(); }
+};
 }  // namespace
 
 int CTarvoHttpUpload::Run() {
+  const StopDigestsOnExit stopDigests{m_pDigests};
   const CString listPath = ListFilePath();
   Log(" - Creazione indice file foto presenti sul computer locale in corso ... ", TMS_NONE);
-  if (!MakeLocalFileList()) return Finish(false);
+  if (!StartLocalFileList()) return Finish(false);
   Log(" - Creazione indice file foto presenti sul computer locale terminata", TMS_NONE);
   if (!FetchHttpFilesList(listPath, [&] { return ReadHttpFilesList(listPath); })) return Finish(false);
-  // The comparison happened while the list was read; the two lines keep the user informed.
+  // The comparison happens as the loop reaches each file; the two lines keep the user informed.
   Log(" - Determinazione della lista dei file da aggiornare ... ", TMS_NONE);
   Log(" - Determinazione della lista dei file da aggiornare terminata ", TMS_NONE);
-  return Finish(TransferEach(m_mapUpload, "Upload", " terminato", [this](const CString& name) {
-    UploadHttpFile(m_strInDir + "\\" + m_mapLocalNames[name]);
-  }));
+  return Finish(TransferEach(
+      m_mapUpload, "Upload", " terminato",
+      [this](const CString& name) { UploadHttpFile(m_strInDir + "\\" + m_mapLocalNames[name].fileName); },
+      [this](const CString& name) { return IsOnServer(name); }));
 }
 
 bool CTarvoHttpUpload::MakeLocalFileList() {
+  const StopDigestsOnExit stopDigests{m_pDigests};
+  if (!StartLocalFileList()) return false;
+  for (const auto& entry : m_mapUpload) {
+    if (!LocalDigest(entry.first)) {
+      CtrlEventStop();  // logs the interruption
+      return false;
+    }
+  }
+  return true;
+}
+
+bool CTarvoHttpUpload::StartLocalFileList() {
+  m_pDigests.reset();
   m_mapUpload.clear();
   m_mapLocalNames.clear();
-  std::vector<CString> keys, paths;
+  m_mapListedDigests.clear();
+  std::map<CString, CString> pictures;  // key -> name in the folder
   for (const tarvo::CFolderEntry& entry : tarvo::ListFolder(m_strInDir)) {
     if (CtrlEventStop()) return false;
     if (entry.isHidden || entry.isDirectory || entry.name == "." || entry.name == "..") continue;
     CString name = tarvo::ToLower(entry.name);
-    if (!IsPicture(name)) continue;
-    m_mapLocalNames[name] = entry.name;
-    keys.push_back(name);
-    paths.push_back(tarvo::JoinPath(m_strInDir, entry.name));
+    if (IsPicture(name)) pictures[name] = entry.name;
   }
-  // The fingerprints are the bulk of the work (every photo is read whole): spread them over the
-  // processors. Each worker takes the next file; a stop request ends them between files.
-  std::vector<CString> digests(keys.size());
-  std::atomic<size_t> next{0};
-  std::atomic<bool> stopped{false};
-  std::exception_ptr failure;
-  std::mutex failureLock;
-  auto work = [&] {
-    for (size_t i; !stopped && (i = next++) < keys.size();) {
-      if (m_pEventStop && m_pEventStop->IsSet()) {
-        stopped = true;
-        break;
-      }
-      try {
-        digests[i] = DigestFile(paths[i]);
-      } catch (...) {
-        std::lock_guard<std::mutex> hold(failureLock);
-        if (!failure) failure = std::current_exception();
-        stopped = true;
-      }
-    }
-  };
-  std::vector<std::thread> workers;
-  unsigned count = std::min<unsigned>(std::max(2u, std::thread::hardware_concurrency()), 8u);
-  for (unsigned w = 1; w < count && w < keys.size(); ++w) workers.emplace_back(work);
-  work();
-  for (std::thread& t : workers) t.join();
-  if (failure) std::rethrow_exception(failure);  // as an unreadable file always ended the run
-  if (stopped) {
-    CtrlEventStop();  // logs the interruption
-    return false;
+  // Fingerprinted in the order the upload loop takes them.
+  std::vector<CString> paths;
+  for (const auto& [key, fileName] : pictures) {
+    m_mapLocalNames[key] = {fileName, paths.size()};
+    m_mapUpload[key];
+    paths.push_back(tarvo::JoinPath(m_strInDir, fileName));
   }
-  for (size_t i = 0; i < keys.size(); ++i) m_mapUpload[keys[i]] = digests[i];
+  m_pDigests = std::make_unique<CFolderDigests>(std::move(paths), m_pEventStop);
   return true;
 }
 
+std::optional<CString> CTarvoHttpUpload::LocalDigest(const CString& name) {
+  CString& digest = m_mapUpload[name];
+  if (digest.empty() && m_pDigests) {
+    std::optional<CString> computed = m_pDigests->Get(m_mapLocalNames[name].digestIndex);
+    if (!computed) return std::nullopt;
+    digest = *computed;
+  }
+  return digest;
+}
+
+bool CTarvoHttpUpload::IsOnServer(const CString& name) {
+  // Every fingerprint is awaited, listed or not: a picture that cannot be read ends the run.
+  std::optional<CString> digest = LocalDigest(name);
+  auto listed = m_mapListedDigests.find(name);
+  if (!digest || listed == m_mapListedDigests.end()) return false;
+  const CString local = tarvo::ToUpper(*digest);
+  return std::any_of(listed->second.begin(), listed->second.end(),
+                     [&](const CString& md5) { return tarvo::ToUpper(md5) == local; });
+}
+
 bool CTarvoHttpUpload::ReadHttpFilesList(CString listPath) {
+  m_mapListedDigests.clear();
   return ParseHttpFilesList(listPath, [this](const CListedFile& file) {
     auto it = m_mapUpload.find(tarvo::ToLower(file.name));
-    if (it != m_mapUpload.end() && tarvo::ToUpper(it->second) == tarvo::ToUpper(file.md5)) m_mapUpload.erase(it);
+    if (it == m_mapUpload.end()) return;
+    if (it->second.empty()) m_mapListedDigests[it->first].push_back(file.md5);
+    else if (tarvo::ToUpper(it->second) == tarvo::ToUpper(file.md5)) m_mapUpload.erase(it);
   });
 }
 
@@ -105,7 +116,7 @@ bool CTarvoHttpUpload::UploadHttpFile(CString path) {
     return false;
   }
 
-  std::unique_ptr<tarvo::CHttpClient> http = tarvo::CHttpClient::Create();
+  tarvo::CHttpClient* http = NextRequest();
   if (!http) return true;  // no handle, no transfer, no message: kept as it always behaved
   bool done = true;
   try {
@@ -126,7 +137,6 @@ bool CTarvoHttpUpload::UploadHttpFile(CString path) {
     Log("- Trasferimento interrotto", TMS_NONE);
     done = false;
   }
-  http.reset();
   if (!done) {
     Log("- Trasferimento file " + path + " fallito!", TMS_NONE);
     return false;

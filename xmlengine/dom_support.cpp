@@ -4,6 +4,7 @@
 #include <xercesc/framework/MemBufInputSource.hpp>
 #include <xercesc/internal/XMLScanner.hpp>
 #include <xercesc/sax/EntityResolver.hpp>
+#include <xercesc/util/OutOfMemoryException.hpp>
 #include <xercesc/util/SecurityManager.hpp>
 #include <xercesc/util/XMLEntityResolver.hpp>
 #include <xercesc/util/XMLUni.hpp>
@@ -23,6 +24,22 @@ CString MessageOf(const xercesc::XMLException& e) { return ToLocal(e.getMessage(
 CString MessageOf(const xercesc::DOMException& e) {
   if (e.getMessage()) return ToLocal(e.getMessage());
   return StrFormat("DOMException %d", static_cast<int>(e.code));
+}
+
+bool ReadGuarded(const std::function<bool()>& read, xercesc::ErrorHandler& reporter,
+                 const std::function<void(const CString& details)>& failed) {
+  try {
+    return read();
+  } catch (const xercesc::XMLException& e) {
+    failed(MessageOf(e));
+  } catch (const xercesc::DOMException& e) {
+    failed(MessageOf(e));
+  } catch (const xercesc::SAXParseException& e) {
+    reporter.fatalError(e);  // nested too deep: reported like the parser's own errors
+  } catch (const xercesc::OutOfMemoryException&) {
+    failed("memoria esaurita");
+  }
+  return false;
 }
 
 namespace {

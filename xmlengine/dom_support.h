@@ -97,3 +97,14 @@ class DOMTreeErrorReporter : public xercesc::ErrorHandler {
   std::function<void(const CString&)> report_;
   bool seen_ = false;
 };
+
+namespace tarvo::xml {
+
+// Runs `read` (a parse and the walk of its document) and gives its result. What the library
+// throws meanwhile makes it false: a document nested too deep goes to `reporter` like the
+// parser's own errors; an XML, DOM or out-of-memory exception is handed to `failed` as the text
+// that follows "Dettagli: " in the line the caller logs.
+bool ReadGuarded(const std::function<bool()>& read, xercesc::ErrorHandler& reporter,
+                 const std::function<void(const CString& details)>& failed);
+
+}  // namespace tarvo::xml

@@ -1,7 +1,6 @@
 // The driver file and its interpreter: finding and parsing the driver, dispatching its elements in
 // document order, and the small steps checkparam, cd, parser and param.
 #include <xercesc/dom/DOM.hpp>
-#include <xercesc/util/OutOfMemoryException.hpp>
 #include <xercesc/util/XMLException.hpp>
 
 #include "platform/files.h"
@@ -104,25 +103,22 @@ void CTarvoExchangeXML::ReleaseDOMParser() {
 
 CTarvoExchangeXML::DOMDocument* CTarvoExchangeXML::ReadDriver(CString path) {
   m_pParser->PrepareForDrivers();
-  try {
-    m_pParser->parse(XStr(tarvo::NativePath(path)).c_str());
-    if (m_pParser->getErrorCount() > 0) return nullptr;
-  } catch (const xercesc::XMLException& e) {
-    Log("Errore durante la lettura del driver\n   Dettagli: " + tarvo::xml::MessageOf(e), TMS_ERROR);
-    return nullptr;
-  } catch (const xercesc::DOMException& e) {
-    Log("Errore durante la lettura del driver\n   Dettagli: " + tarvo::xml::MessageOf(e), TMS_ERROR);
-    return nullptr;
-  } catch (const xercesc::SAXParseException& e) {
-    m_pErrorReporter->fatalError(e);  // nested too deep: reported like the parser's own errors
-    return nullptr;
-  } catch (const xercesc::OutOfMemoryException&) {
-    Log("Errore durante la lettura del driver\n   Dettagli: memoria esaurita", TMS_ERROR);
+  bool threw = false;
+  const bool read = tarvo::xml::ReadGuarded(
+      [&] {
+        m_pParser->parse(XStr(tarvo::NativePath(path)).c_str());
+        return m_pParser->getErrorCount() == 0;
+      },
+      *m_pErrorReporter,
+      [&](const CString& details) {
+        Log("Errore durante la lettura del driver\n   Dettagli: " + details, TMS_ERROR);
+        threw = true;
+      });
+  if (threw) {
     ReleaseDOMParser();  // the library cannot be trusted with this parser any more
     CreateDOMParser();
-    return nullptr;
   }
-  return m_pParser->adoptDocument();
+  return read ? m_pParser->adoptDocument() : nullptr;
 }
 
 bool CTarvoExchangeXML::ExecuteTransfer(DOMDocument* driver) {

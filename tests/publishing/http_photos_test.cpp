@@ -359,6 +359,18 @@ TEST_F(HttpPhotos, UploadOfAFileThatVanishedFailsAlone) {
   EXPECT_EQ("- Trasferimento file " + Local("a.jpg") + " fallito!", r.lines[4]);
 }
 
+TEST_F(HttpPhotos, APictureThatCannotBeReadEndsTheUploadWhenTheLoopReachesIt) {
+  // The fingerprints are computed ahead of the loop: the failure must reach the run, not hang it
+  // or pass for a photo the shop already holds.
+  Write(Local("a.jpg"), "foto a");
+  fs::create_symlink(Local("manca.jpg"), Local("b.jpg"));
+  Write(Local("c.jpg"), "foto c");
+  CTarvoHttpUpload p;
+  Configure(p);
+  EXPECT_THROW(p.Run(), CFileException);
+  EXPECT_THAT(server.PhotoUploads(), ElementsAre("a.jpg"));
+}
+
 TEST_F(HttpPhotos, StopRequestEndsEachProcedureWithoutAHalfWrittenPhoto) {
   // Upload: stopped at the first entry of the scan.
   Write(Local("a.jpg"), "foto a");

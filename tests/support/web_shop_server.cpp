@@ -90,6 +90,10 @@ WebShopServer::WebShopServer(std::string login, std::string password, std::strin
   server_.Get(kPhotoPath, [this](const httplib::Request& req, httplib::Response& res) { HandlePhotoGet(req, res); });
   server_.Post(kPhotoPath, [this](const httplib::Request& req, httplib::Response& res,
                                   const httplib::ContentReader& reader) { HandlePhotoPost(req, res, reader); });
+  // As the usual web servers answer: replies leave at once, and a client may send a hundred
+  // requests over one connection (Apache's default) instead of the library's five.
+  server_.set_tcp_nodelay(true);
+  server_.set_keep_alive_max_count(100);
   port_ = server_.bind_to_any_port("127.0.0.1");
   thread_ = std::thread([this] { server_.listen_after_bind(); });
   while (!server_.is_running()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
