@@ -14,7 +14,11 @@ echo "test: PostgreSQL on 127.0.0.1:$port"
 
 run() {  # run BUILD_DIR [cmake options...]
   local dir=$1; shift
-  cmake -S . -B "$dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTARVO_BUILD_BENCH=OFF "$@" >/dev/null
+  # Ninja compiles the test programs while the library links; a build folder made earlier keeps
+  # the generator it was made with.
+  local generator=()
+  [ -f "$dir/CMakeCache.txt" ] || ! command -v ninja >/dev/null || generator=(-G Ninja)
+  cmake -S . -B "$dir" "${generator[@]}" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTARVO_BUILD_BENCH=OFF "$@" >/dev/null
   cmake --build "$dir" -j"$jobs"
   (cd "$dir" && ctest --output-on-failure -j"$jobs" --timeout 300)
 }
