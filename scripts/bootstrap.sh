@@ -2,7 +2,7 @@
 # Installs every Debian package that the build, the tests and the host need. Idempotent.
 set -euo pipefail
 PACKAGES=(
-  build-essential cmake pkg-config git
+  build-essential cmake ninja-build mold pkg-config git
   libgtest-dev libgmock-dev libbenchmark-dev
   libxerces-c-dev libcurl4-openssl-dev libcrypto++-dev libzip-dev libcli11-dev libcpp-httplib-dev
   libvips-dev libvips-tools

@@ -24,6 +24,7 @@ authorizer = DummyAuthorizer()
 authorizer.add_user(user, password, root, perm="elradfmwMT")
 class Handler(FTPHandler):
     authorizer = authorizer
+    auth_failed_timeout = 0  # a refused login answers at once instead of after 3 s
 if mlsd == "0":
     # An older server: LIST in its own wall-clock time, MDTM in UTC, no MLSD.
     class Handler(Handler):
