@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "partners/solvar/export_solvar_ordini.h"
 #include "partners/solvar/import_solvar_fatture.h"
 #include "partners/solvar/import_solvar_stato_ordini.h"
 #include "partners/solvar/solvar_document_files.h"
@@ -297,6 +298,35 @@ TEST_P(SolvarDocumentImport, BadOrderFilesLeaveTheirOrderAsItWasAndFailTheRun) {
   EXPECT_EQ(Cell("SELECT COUNT(*) FROM VOCI_DOCUMENTO WHERE ID_DOCUMENTO = 33"), "1");
   EXPECT_EQ(Cell("SELECT ID_STATO_ORDINE FROM DOCUMENTO WHERE ID = 8"), "6");
   EXPECT_TRUE(Exists("07000005.tra") && Exists("03000004.tra") && Exists("07000008.tra"));
+}
+
+// The whole cycle with the partner: the order export writes A/5 of agent 7 and moves it to state
+// 6, the partner sends the same file back as ".tra" with "E", and the state import puts state 4
+// on the order without losing a line or changing an amount.
+TEST_P(SolvarDocumentImport, AnExportedOrderSentBackWithAStatusLetterTakesItsNewState) {
+  const std::string lines = "SELECT COUNT(*) || '|' || CAST(ROUND(SUM(IMPORTO) * 100) AS INTEGER) FROM VOCI_DOCUMENTO "
+                            "WHERE ID_DOCUMENTO = 5";
+  const CString before = Cell(lines);
+  RecordingWindow window;
+  CTarvoExportSolvarOrdini out;
+  out.SetParentWnd(&window);
+  out.SetVerbose(false);
+  out.SetSrcConfig(target_->Config());
+  out.SetOutDir(work_.Path());
+  ASSERT_EQ(out.Run(), 1);
+  window.WaitFinished();
+  ASSERT_EQ(Cell("SELECT ID_STATO_ORDINE FROM DOCUMENTO WHERE ID = 5"), "6");
+
+  std::string sent = ReadFileBytes(work_.File("07000005.ord"));
+  ASSERT_GT(sent.size(), 1129u);
+  sent[1129] = 'E';
+  for (const char* name : {"00000006.ord", "03000004.ord", "07000005.ord"}) std::filesystem::remove(work_.File(name));
+  Put("07000005.tra", sent);
+  ASSERT_EQ(RunStatoOrdini(), 1);
+  EXPECT_EQ(Cell("SELECT ID_STATO_ORDINE FROM DOCUMENTO WHERE ID = 5"), "4");
+  EXPECT_EQ(Cell(lines), before);
+  EXPECT_EQ(Cell("SELECT COUNT(*) FROM DOCUMENTO WHERE ID_CAUSALE = 15 AND SERIE = 'Z'"), "0");
+  EXPECT_TRUE(Exists("07000005.tr0"));
 }
 
 INSTANTIATE_TEST_SUITE_P(Drivers, SolvarDocumentImport, testing::ValuesIn(AllDbKinds()), DbKindName);
