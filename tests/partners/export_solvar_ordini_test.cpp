@@ -9,6 +9,7 @@
 #include "platform/files.h"
 #include "platform/host_ui.h"
 #include "support/recording_window.h"
+#include "support/answering_ui.h"
 #include "pellor_fixture.h"
 
 using namespace tarvo;
@@ -137,20 +138,8 @@ TEST_P(SolvarOrderExport, ADatabaseErrorOnTheLinesLeavesNoFileAndEndsTheRun) {
   EXPECT_EQ(States(), kBefore);
 }
 
-// A user at the screen who answers No ends the run there.
-class AnswerNo : public IHostUI {
- public:
-  void MessageBox(const CString&, int) override {}
-  bool AskYesNo(const CString& text, bool) override {
-    questions.push_back(text);
-    return false;
-  }
-  bool EditParameters(const CString&, std::vector<HostParam>&) override { return true; }
-  std::vector<std::string> questions;
-};
-
 TEST_P(SolvarOrderExport, ANoToTheQuestionAfterAFailedOrderEndsTheRun) {
-  AnswerNo ui;
+  AnsweringUI ui(false);
   ScopedHostUI scope(ui);
   EXPECT_EQ(Run("/nonexistent/folder", nullptr, nullptr, true), 0);
   ASSERT_EQ(ui.questions.size(), 1u);

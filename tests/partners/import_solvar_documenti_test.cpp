@@ -10,23 +10,13 @@
 #include "platform/files.h"
 #include "platform/host_ui.h"
 #include "platform/settings.h"
+#include "support/answering_ui.h"
 #include "solvar_import_fixture.h"
 
 using namespace tarvo;
 using namespace tarvo::test;
 
 namespace {
-
-class NoToEveryQuestion : public IHostUI {
- public:
-  void MessageBox(const CString&, int) override {}
-  bool AskYesNo(const CString& text, bool) override {
-    questions.push_back(text);
-    return false;
-  }
-  bool EditParameters(const CString&, std::vector<HostParam>&) override { return true; }
-  std::vector<CString> questions;
-};
 
 class SolvarDocumentImport : public SolvarImport {
  protected:
@@ -190,7 +180,7 @@ TEST_P(SolvarDocumentImport, AFailedInvoiceIsRolledBackAndTheNextOneDecidesTheRe
 
   // Interactive: the question after the unreadable file, answered No, ends the run there.
   std::filesystem::rename(work_.File("000006.FA0"), work_.File("000006.FAT"));
-  NoToEveryQuestion ui;
+  AnsweringUI ui(false);
   ScopedHostUI scope(ui);
   CTarvoImportSolvarFatture p;
   p.SetVerbose(true);
