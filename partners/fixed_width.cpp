@@ -9,7 +9,6 @@
 
 #include <type_traits>
 
-#include "dbexchange/record_transfer.h"
 #include "platform/errors.h"
 #include "platform/files.h"
 
@@ -209,16 +208,6 @@ const CFieldSpec& FieldOf(const CRecordLayout& layout, const char* name) {
   for (const CFieldSpec& f : layout)
     if (std::string_view(f.name) == name) return f;
   throw CException(ErrorKind::kInternal, StrFormat("Tracciato senza il campo %s", name));
-}
-
-std::vector<CString> RecordValues(const CRecordSetBase& record, const CRecordLayout& layout) {
-  std::vector<CString> values;
-  for (const char* column : ValueNames(layout)) {
-    int index = record.FindField(column);
-    if (index < 0) throw CException(ErrorKind::kInternal, StrFormat("Colonna %s assente", column));
-    values.push_back(exchange::FieldText(record, index));
-  }
-  return values;
 }
 
 CString FormatRecord(const CRecordLayout& layout, const std::vector<CString>& values) {
